@@ -1,0 +1,23 @@
+# Third-party libraries. Natively they come from Debian's packages; for the
+# Windows build, cmake/build-windows-deps.sh compiles zlib, libpng and
+# libjpeg-turbo from Debian's source packages into ML_WINDEPS_PREFIX.
+if(ML_WINDOWS)
+  set(ML_WINDEPS_PREFIX "${CMAKE_SOURCE_DIR}/build/windeps" CACHE PATH "Windows libraries")
+  add_library(ml_jpeg_dep INTERFACE)
+  target_include_directories(ml_jpeg_dep INTERFACE ${ML_WINDEPS_PREFIX}/include)
+  target_link_libraries(ml_jpeg_dep INTERFACE ${ML_WINDEPS_PREFIX}/lib/libjpeg.a)
+  add_library(ml_png_dep INTERFACE)
+  target_include_directories(ml_png_dep INTERFACE ${ML_WINDEPS_PREFIX}/include)
+  target_link_libraries(ml_png_dep INTERFACE ${ML_WINDEPS_PREFIX}/lib/libpng16.a ${ML_WINDEPS_PREFIX}/lib/libz.a)
+else()
+  find_package(JPEG REQUIRED)
+  find_package(PNG REQUIRED)
+  find_package(GTest REQUIRED)
+  find_package(benchmark REQUIRED)
+  find_package(Threads REQUIRED)
+  add_library(ml_jpeg_dep INTERFACE)
+  target_link_libraries(ml_jpeg_dep INTERFACE JPEG::JPEG)
+  add_library(ml_png_dep INTERFACE)
+  target_link_libraries(ml_png_dep INTERFACE PNG::PNG)
+  include(GoogleTest)
+endif()

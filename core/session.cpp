@@ -1,0 +1,26 @@
+#include "core/session.h"
+
+#include "pi/plugin_interface.h"
+
+bool isEightBitImage(const FilterRecord* record) {
+  return (record->imageMode == plugInModeGrayScale || record->imageMode == plugInModeRGBColor) && record->depth < 9;
+}
+
+bool hasHostAlpha(const FilterRecord* record) {
+  return record->filterCase == filterCaseEditableTransparencyNoSelection ||
+         record->filterCase == filterCaseEditableTransparencyWithSelection;
+}
+
+void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux) {
+  (void)aux;
+  EdgeParameters* p = sessionParameters(session);
+  if (p->renderTarget != 0) return;  // the export's own progress comes with the exports
+  FilterWorkArea* work = session->work;
+  // At most once in 32 steps unless five or more units went by; always at 0.
+  work->progressTick &= 31;
+  if (done - work->progressLast >= 5) work->progressTick = 0;
+  const FilterRecord* record = session->filterRecord;
+  if ((work->progressTick == 0 || done == 0) && record->progressProc != nullptr) record->progressProc(done, total);
+  ++work->progressTick;
+  work->progressLast = done;
+}

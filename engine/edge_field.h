@@ -1,0 +1,35 @@
+// The edge field: brightness slopes of one source channel, taken on a
+// smoothed copy by a separable Gaussian-derivative filter, in doubles.
+//
+// Planes for a tile of side T (the core plus 41 on each side):
+//   source          T x T      at (0, 0)    the channel as doubles
+//   smoothedDown    (T-40)^2   at (20, 20)  smoothed along columns
+//   smoothedAcross  (T-40)^2   at (20, 20)  smoothed along rows
+//   gradientX       (T-80)^2   at (40, 40)  horizontal slope of smoothedDown
+//   gradientY       (T-80)^2   at (40, 40)  vertical slope of smoothedAcross
+// Core pixel (r, c) is tile sample (r+41, c+41) and field sample (r+1, c+1).
+#pragma once
+
+#include <cstdint>
+
+#include "image/pixel_map.h"
+
+constexpr int32_t MAX_EDGE_TAPS = 20;
+constexpr uint16_t SOURCE_LUMINANCE = 65535;
+
+struct EdgeKernels {
+  int32_t tapCount;                   // n, 2..20
+  double smoothTaps[MAX_EDGE_TAPS];   // G[i], index 0 the centre
+  double slopeTaps[MAX_EDGE_TAPS];    // D[i], D[0] unused
+};
+
+void buildEdgeKernels(double sigma, EdgeKernels* kernels);
+
+// The channel the field reads for the working field renderSource (source
+// minus 1): 0, 1, 2, or SOURCE_LUMINANCE.
+uint16_t sourceSelectorFor(int32_t renderSource, int16_t imageMode);
+
+// Both passes over a square tile of format 3 or 4. The caller provides the
+// planes (sizes above). Always succeeds.
+void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
+                      double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile);

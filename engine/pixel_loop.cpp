@@ -1,0 +1,155 @@
+#include "engine/pixel_loop.h"
+
+#include <vector>
+
+#include "core/session.h"
+#include "engine/render.h"
+#include "pi/plugin_interface.h"
+
+int32_t* edgeRowBuffer(int32_t columns) {
+  static std::vector<int32_t> buffer;
+  if (buffer.size() < static_cast<size_t>(columns) + 1) buffer.resize(static_cast<size_t>(columns) + 1);
+  return buffer.data();
+}
+
+void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ramp[256][4]) {
+  const FilterRecord* record = session->filterRecord;
+  const EdgeParameters* p = sessionParameters(session);
+  loop->session = session;
+  loop->record = record;
+  loop->eightBit = isEightBitImage(record);
+  loop->greyImage = record->planes < 3;
+  loop->flip = p->flip != 0;
+  loop->transparency = hasHostAlpha(record);
+  loop->maxValue = loop->eightBit ? 255 : 32768;
+  loop->target = p->renderTarget;
+  loop->rows = record->outRect.bottom - record->outRect.top;
+  loop->columns = record->outRect.right - record->outRect.left;
+  if (loop->rows < 0) loop->rows = 0;
+  if (loop->columns < 0) loop->columns = 0;
+  loop->ramp = ramp;
+  loop->glue = p->glue == 1 ? nullptr : glueFunction(p->glue, loop->eightBit ? 8 : 16);
+  if (loop->glue == glueKeepTop) loop->glue = nullptr;
+  loop->glueTables = &session->work->glueTables;
+  // Hosts from before the column-bytes field leave it 0; a pixel then takes
+  // the planes the host delivers.
+  int32_t sampleBytes = loop->eightBit ? 1 : 2;
+  int32_t columnBytes = record->outColumnBytes;
+  if (columnBytes <= 0) columnBytes = (record->outHiPlane - record->outLoPlane + 1) * sampleBytes;
+  loop->out = static_cast<uint8_t*>(record->outData);
+  loop->outRowStep = record->outRowBytes / sampleBytes;
+  loop->outColumnStep = columnBytes / sampleBytes;
+  loop->alphaIndex = record->outLayerPlanes;
+  loop->exportMap = session->work->exportTarget;
+  loop->tileLeft = session->tileLeft;
+  loop->tileTop = session->tileTop;
+}
+
+namespace {
+
+template <typename Sample>
+void readBase(const PixelMap* tile, int32_t x, int32_t y, bool grey, int32_t base[3], int32_t* alpha);
+
+template <>
+void readBase<uint8_t>(const PixelMap* tile, int32_t x, int32_t y, bool grey, int32_t base[3], int32_t* alpha) {
+  const uint8_t* s = pixelAddress(tile, x, y, 0);
+  base[0] = s[0];
+  base[1] = grey ? s[0] : s[1];
+  base[2] = grey ? s[0] : s[2];
+  *alpha = s[3];
+}
+
+template <>
+void readBase<uint16_t>(const PixelMap* tile, int32_t x, int32_t y, bool, int32_t base[3], int32_t* alpha) {
+  const uint16_t* s = reinterpret_cast<const uint16_t*>(pixelAddress(tile, x, y, 0));
+  // A 16-bit tile holds grey in all three channels already.
+  base[0] = s[0];
+  base[1] = s[1];
+  base[2] = s[2];
+  *alpha = 32768;  // the tile's own alpha is not read at 16 bits
+}
+
+template <typename Sample>
+void storePixel(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
+  constexpr bool eight = sizeof(Sample) == 1;
+  if (loop.target == 2) {
+    PixelMap* map = loop.exportMap;
+    if (map == nullptr) return;
+    int32_t c0 = top[0], c1 = loop.greyImage ? top[0] : top[1], c2 = loop.greyImage ? top[0] : top[2];
+    int32_t x = column + loop.tileLeft, y = row + loop.tileTop;
+    if (map->format == PIXEL_RGBA8) {
+      if (!eight) {
+        auto narrow = [](int32_t v) { v = (v + 1) >> 7; return v > 255 ? 255 : v; };
+        c0 = narrow(c0), c1 = narrow(c1), c2 = narrow(c2), alpha = narrow(alpha);
+      }
+      setBytes4(x, y, map, 0, c0, c1, c2, alpha);
+    } else if (map->format == PIXEL_RGBA16) {
+      setWords4(x, y, map, 0, c0, c1, c2, alpha);
+    }
+    return;
+  }
+  if (loop.out == nullptr) return;
+  Sample* out = reinterpret_cast<Sample*>(loop.out) + row * loop.outRowStep + column * loop.outColumnStep;
+  int32_t channels = loop.greyImage ? 1 : 3;
+  if (loop.target == 0) {
+    for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>(top[k]);
+    if (loop.transparency) out[loop.alphaIndex] = static_cast<Sample>(alpha);
+    return;
+  }
+  // The preview: composed over a checkerboard of 8-sample checks, aligned to
+  // the output rectangle, weighted by the selection's coverage.
+  int32_t m = selectionCoverage(column, row, loop.session);
+  bool light = ((column ^ row) & 8) == 0;
+  if (eight) {
+    if (m > 127) ++m;
+    if (loop.transparency) {
+      out[loop.alphaIndex] = 255;
+      m = (m * alpha) >> 8;
+    }
+    int32_t c = light ? 255 : 204;
+    for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>((m * top[k] + c * (256 - m)) >> 8);
+  } else {
+    if (loop.transparency) {
+      out[loop.alphaIndex] = 32768;
+      m = (m * alpha) >> 15;
+    }
+    int32_t c = light ? 32640 : 26112;
+    for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>((m * top[k] + c * (255 - m)) >> 8);
+  }
+}
+
+template <typename Sample>
+void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  constexpr bool eight = sizeof(Sample) == 1;
+  const int32_t maxValue = loop.maxValue;
+  const bool flip = applyFlip && loop.flip;
+  for (int32_t column = 0; column < loop.columns; ++column) {
+    int32_t e = edges[column];
+    int32_t base[3], alpha;
+    readBase<Sample>(tile, column + TILE_MARGIN, row + TILE_MARGIN, loop.greyImage, base, &alpha);
+    if (flip) e = maxValue - e;
+    int32_t top[3];
+    if (eight) {
+      const uint8_t* entry = loop.ramp[e];
+      top[0] = entry[0], top[1] = entry[1], top[2] = entry[2];
+    } else {
+      int32_t i = (e + 1) >> 7;
+      if (i > 255) i = 255;
+      int32_t j = i + 1 > 255 ? 255 : i + 1;
+      int32_t f = e & 127;
+      for (int32_t k = 0; k < 3; ++k) top[k] = loop.ramp[i][k] * (128 - f) + loop.ramp[j][k] * f;
+    }
+    if (loop.greyImage) top[0] = (top[0] * 77 + top[1] * 150 + top[2] * 28) >> 8;
+    if (loop.glue != nullptr) loop.glue(top, base, *loop.glueTables);
+    storePixel<Sample>(loop, row, column, top, alpha);
+  }
+}
+
+}  // namespace
+
+void shadeRow(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  if (loop.eightBit)
+    shadeRowOf<uint8_t>(loop, row, edges, tile, applyFlip);
+  else
+    shadeRowOf<uint16_t>(loop, row, edges, tile, applyFlip);
+}

@@ -1,0 +1,319 @@
+// The integer glue modes, the whole-pixel and cross-channel modes, and the
+// per-depth jump tables through which the pixel loop reaches every mode.
+//
+// Each per-channel mode is written once over the depth constants (M, H, S,
+// T); where the 8-bit form uses literal 255/256 or works differently, the
+// two forms are spelled out side by side. All arithmetic is signed 32-bit:
+// >> floors, / truncates toward zero, and no product exceeds 32768 squared.
+#include "glue/glue_modes.h"
+
+#include "glue/colour_convert.h"
+#include "glue/glue_scale.h"
+
+namespace glue {
+namespace {
+
+using ChannelMix = int32_t (*)(int32_t t, int32_t b);
+
+// ---------------------------------------------------------------------------
+// Per-channel modes: t is the top (ramp) value, b the base (image) value.
+
+template <class D> int32_t proceduralMinus(int32_t t, int32_t b) {
+  return minOf(D::M, t + ((t * b) >> D::T));
+}
+template <class D> int32_t difference(int32_t t, int32_t b) {
+  return ((D::M - b) * t + (D::M - t) * b) >> D::T;
+}
+template <class D> int32_t lighten(int32_t t, int32_t b) { return maxOf(t, b); }
+template <class D> int32_t darken(int32_t t, int32_t b) { return minOf(t, b); }
+template <class D> int32_t add(int32_t t, int32_t b) { return minOf(D::M, t + b); }
+template <class D> int32_t subtract(int32_t t, int32_t b) { return maxOf(0, t - b); }
+template <class D> int32_t multiply(int32_t t, int32_t b) { return (t * b) >> D::T; }
+template <class D> int32_t screen(int32_t t, int32_t b) {
+  return t + (((D::M - t) * b) >> D::T);
+}
+template <class D> int32_t hardLight(int32_t t, int32_t b) { return hardMix<D>(t, b); }
+template <class D> int32_t overlay(int32_t t, int32_t b) { return hardMix<D>(b, t); }
+template <class D> int32_t superlay(int32_t t, int32_t b) {
+  return hardMix<D>(squareUp<D>((t * b) >> D::T), squareUp<D>(screen<D>(t, b)));
+}
+template <class D> int32_t exclusion(int32_t t, int32_t b) {
+  // At 8 bits the top's weight runs to 256, so two whites still give 0.
+  if constexpr (D::EIGHT_BIT) return ((255 - b) * t + (256 - t) * b) >> 8;
+  return difference<D>(t, b);
+}
+template <class D> int32_t linearLight(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) {
+    // The two halves pivot on 256 and 255 respectively.
+    return t < 128 ? maxOf(0, b + 2 * t - 256) : minOf(255, b + 2 * t - 255);
+  }
+  return limit(b + 2 * t - 32768, 0, 32768);
+}
+template <class D> int32_t pinLight(int32_t t, int32_t b) { return pinMix<D>(b, t); }
+template <class D> int32_t spinLight(int32_t t, int32_t b) { return pinMix<D>(t, b); }
+
+// Colour burn below the half, colour dodge above, at 8-bit precision.
+int32_t vividA8Unlimited(int32_t t, int32_t b) {
+  return t < 128 ? 255 + ((b - 255) * 256) / (2 * t + 1) : (b * 256) / (511 - 2 * t);
+}
+template <class D> int32_t vividA(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return limit(vividA8Unlimited(t, b), 0, 255);
+  // Worked at 8 bits; the result is widened so that 255 reaches 32768.
+  int32_t r = vividA8Unlimited(minOf((t + 1) >> 7, 255), minOf((b + 1) >> 7, 255));
+  if (r < 0) return 0;
+  if (r >= 255) return 32768;
+  return (r << 7) | (r >> 1);
+}
+template <class D> int32_t vividB(int32_t t, int32_t b) { return limit(2 * t - b, 0, D::M); }
+template <class D> int32_t similarity(int32_t t, int32_t b) {
+  return D::M - absOf(t + b - D::M);
+}
+template <class D> int32_t cross(int32_t t, int32_t b) {
+  constexpr int32_t Q = D::EIGHT_BIT ? 64 : 8192;
+  int32_t dt = t - D::H, db = b - D::H;
+  return limit(D::M - absOf((dt * dt) / Q - (db * db) / Q), 0, D::M);
+}
+template <class D> int32_t hardDiff(int32_t t, int32_t b) { return absOf(t - b); }
+
+int32_t softLight8Upper(int32_t t, int32_t b) {
+  int32_t u = 255 - b;
+  return 255 - ((((u * u) / 256) * (t - 130) + (258 - t) * u) >> 7);
+}
+template <class D> int32_t softLight(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) {
+    if (t < 128) return (t * b + ((b * b) / 256) * (128 - t)) >> 7;
+    return softLight8Upper(t, b);
+  }
+  if (t < 16384) return (t * b + ((b * b) / 32768) * (16384 - t)) >> 14;
+  // The upper half works at 8-bit precision. A base of 32768 reads as 256
+  // there and, for tops just above the half, the 8-bit form yields 257;
+  // keep the widened value on the scale.
+  return minOf(softLight8Upper(t / 128, b / 128) << 7, 32768);
+}
+template <class D> int32_t dodge(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return minOf(255, (b * 256) / (256 - t));
+  if (t == 32768) return 32768;
+  return minOf(32768, (b * 32768) / (32768 - t));
+}
+template <class D> int32_t burn(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return limit(255 + ((b - 255) * 256) / (t + 1), 0, 255);
+  return limit(32768 + ((b - 32768) * 32768) / (t + 1), 0, 32768);
+}
+template <class D> int32_t ace(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return (t * t + (256 - t) * b) >> 8;
+  return (t * t + (32768 - t) * b) >> 15;
+}
+template <class D> int32_t king(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return ((t - b + 255) * b) >> 8;
+  return ((t - b + 32768) * b) >> 15;
+}
+template <class D> int32_t queen(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return ((255 - t) * t + (t + 1) * b) >> 8;
+  return ((b - t + 32768) * t) >> 15;
+}
+template <class D> int32_t jack(int32_t t, int32_t b) {
+  if constexpr (D::EIGHT_BIT) return ((255 - b) * t + (b + 1) * b) >> 8;
+  return (b * b + (32768 - b) * t) >> 15;
+}
+template <class D> int32_t bitAnd(int32_t t, int32_t b) { return t & b; }
+// At 16 bits 32768 is a lone bit, so OR and XOR with it would leave the
+// scale; the result is held at the top.
+template <class D> int32_t bitOr(int32_t t, int32_t b) { return minOf(t | b, D::M); }
+template <class D> int32_t bitXor(int32_t t, int32_t b) { return minOf(t ^ b, D::M); }
+
+template <class D> int32_t multibright(int32_t t, int32_t b) {
+  float x;
+  if constexpr (D::EIGHT_BIT)
+    x = float(t * b) * 1.53787e-5f;  // 1 / 255^2, single precision
+  else
+    x = float(double(t * b) * 9.3132257462e-10);  // 1 / 2^30
+  return int32_t((2.0 - x) * double(D::M) * x);
+}
+template <class D> int32_t hot(int32_t t, int32_t b) {
+  return pinMix<D>(pinMix<D>(D::M - t, b), pinMix<D>(t, b));
+}
+template <class D> int32_t cold(int32_t t, int32_t b) {
+  return pinMix<D>(pinMix<D>(D::M - b, t), pinMix<D>(b, t));
+}
+template <class D> int32_t wet(int32_t t, int32_t b) {
+  return pinMix<D>(D::M - hardMix<D>(t, D::M - b), hardMix<D>(b, t));
+}
+template <class D> int32_t dry(int32_t t, int32_t b) {
+  return pinMix<D>(D::M - hardMix<D>(D::M - t, D::M - b), hardMix<D>(b, D::M - t));
+}
+template <class D> int32_t up(int32_t t, int32_t b) {
+  return pinMix<D>(hardMix<D>(b, t), hardMix<D>(t, b));
+}
+template <class D> int32_t down(int32_t t, int32_t b) {
+  return pinMix<D>(hardMix<D>(t, b), hardMix<D>(b, t));
+}
+template <class D> int32_t hardMixMode(int32_t t, int32_t b) {
+  // 8 bits: white from a sum of 256 on; 16 bits: only above 32768.
+  if constexpr (D::EIGHT_BIT) return t + b < 256 ? 0 : 255;
+  return t + b > 32768 ? 32768 : 0;
+}
+template <class D> int32_t screendim(int32_t t, int32_t b) {
+  float y;
+  if constexpr (D::EIGHT_BIT)
+    y = 1.0f - float((255 - t) * (255 - b)) * 1.53787e-5f;
+  else
+    y = float(1.0 - double((32768 - t) * (32768 - b)) * 9.3132257462e-10);
+  return int32_t(y * y * float(D::M));
+}
+
+template <ChannelMix F>
+void byChannel(int32_t top[3], const int32_t base[3], const GlueTables&) {
+  top[0] = F(top[0], base[0]);
+  top[1] = F(top[1], base[1]);
+  top[2] = F(top[2], base[2]);
+}
+
+// ---------------------------------------------------------------------------
+// Modes that need more than one channel pair.
+
+// Mode 2: the top shows in the mid-tones of the base, shadows and highlights
+// of the base stay.
+template <class D>
+void proceduralPlus(int32_t top[3], const int32_t base[3], const GlueTables& tables) {
+  for (int c = 0; c < 3; ++c) {
+    int32_t t = top[c], b = base[c];
+    if constexpr (D::EIGHT_BIT) {
+      int32_t k = tables.tentTable[b & 255];
+      top[c] = (k * t + (255 - k) * b) >> 8;
+    } else {
+      int32_t k = b < 16384 ? b / 2 : 16384 - b / 2;
+      top[c] = (k * t + (16384 - k) * b) >> 14;
+    }
+  }
+}
+
+// Luma with weights summing to 255, low 8 bits cleared: the whole-pixel
+// modes compare these.
+inline int32_t coarseLuma(const int32_t c[3]) {
+  return (c[1] * 150 + c[0] * 77 + c[2] * 28) & ~int32_t(255);
+}
+
+template <class D>
+void bright(int32_t top[3], const int32_t base[3], const GlueTables&) {
+  if (coarseLuma(top) < coarseLuma(base)) {
+    top[0] = base[0];
+    top[1] = base[1];
+    top[2] = base[2];
+  }
+}
+template <class D>
+void dim(int32_t top[3], const int32_t base[3], const GlueTables&) {
+  if (coarseLuma(top) > coarseLuma(base)) {
+    top[0] = base[0];
+    top[1] = base[1];
+    top[2] = base[2];
+  }
+}
+
+// Cross-fades from top to base per channel, driven by another channel: of
+// the top (north: the next channel, south: the one after) or of the base
+// (east, west). All three read the old top values.
+template <class D, bool FROM_BASE, int STEP>
+void crossFade(int32_t top[3], const int32_t base[3], const GlueTables&) {
+  constexpr int32_t FULL = D::EIGHT_BIT ? 256 : 32768;
+  constexpr int SHIFT = D::EIGHT_BIT ? 8 : 15;
+  const int32_t t[3] = {top[0], top[1], top[2]};
+  const int32_t* driver = FROM_BASE ? base : t;
+  for (int c = 0; c < 3; ++c) {
+    int32_t k = driver[(c + STEP) % 3];
+    top[c] = ((FULL - k) * t[c] + k * base[c]) >> SHIFT;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Jump tables, indexed by mode number; entry 0 and 1 leave the top alone.
+
+template <class D>
+const GlueFunction GLUE_TABLE[GLUE_MODE_COUNT + 1] = {
+    &glueKeepTop,                          // 0, not a mode
+    &glueKeepTop,                          // 1 normal
+    &proceduralPlus<D>,                    // 2
+    &byChannel<&proceduralMinus<D>>,       // 3
+    &byChannel<&difference<D>>,            // 4
+    &byChannel<&lighten<D>>,               // 5
+    &byChannel<&darken<D>>,                // 6
+    &byChannel<&add<D>>,                   // 7
+    &byChannel<&subtract<D>>,              // 8
+    &byChannel<&multiply<D>>,              // 9
+    &byChannel<&screen<D>>,                // 10
+    &byChannel<&hardLight<D>>,             // 11
+    &byChannel<&overlay<D>>,               // 12
+    &byChannel<&superlay<D>>,              // 13
+    &byChannel<&exclusion<D>>,             // 14
+    &glueColor<D>,                         // 15
+    &glueLuminance<D>,                     // 16
+    &byChannel<&linearLight<D>>,           // 17
+    &byChannel<&pinLight<D>>,              // 18
+    &byChannel<&spinLight<D>>,             // 19
+    &byChannel<&vividA<D>>,                // 20
+    &byChannel<&vividB<D>>,                // 21
+    &glueSaturation<D>,                    // 22
+    &glueHue<D>,                           // 23
+    &byChannel<&similarity<D>>,            // 24
+    &byChannel<&cross<D>>,                 // 25
+    &byChannel<&hardDiff<D>>,              // 26
+    &byChannel<&softLight<D>>,             // 27
+    &bright<D>,                            // 28
+    &dim<D>,                               // 29
+    &byChannel<&dodge<D>>,                 // 30
+    &byChannel<&burn<D>>,                  // 31
+    &byChannel<&ace<D>>,                   // 32
+    &byChannel<&king<D>>,                  // 33
+    &byChannel<&queen<D>>,                 // 34
+    &byChannel<&jack<D>>,                  // 35
+    &byChannel<&bitAnd<D>>,                // 36
+    &byChannel<&bitOr<D>>,                 // 37
+    &byChannel<&bitXor<D>>,                // 38
+    &byChannel<&multibright<D>>,           // 39
+    &byChannel<&hot<D>>,                   // 40
+    &byChannel<&cold<D>>,                  // 41
+    &byChannel<&wet<D>>,                   // 42
+    &byChannel<&dry<D>>,                   // 43
+    &byChannel<&up<D>>,                    // 44
+    &byChannel<&down<D>>,                  // 45
+    &glueWax<D>,                           // 46
+    &glueWane<D>,                          // 47
+    &crossFade<D, false, 1>,               // 48 north
+    &crossFade<D, false, 2>,               // 49 south
+    &crossFade<D, true, 1>,                // 50 east
+    &crossFade<D, true, 2>,                // 51 west
+    &byChannel<&hardMixMode<D>>,           // 52
+    &glueFrontal<D>,                       // 53
+    &glueParietal<D>,                      // 54
+    &glueTemporal<D>,                      // 55
+    &glueOccipital<D>,                     // 56
+    &glueLimbic<D>,                        // 57
+    &glueDextrous<D>,                      // 58
+    &glueSinister<D>,                      // 59
+    &glueAnterior<D>,                      // 60
+    &gluePosterior<D>,                     // 61
+    &byChannel<&screendim<D>>,             // 62
+};
+
+}  // namespace
+}  // namespace glue
+
+void glueKeepTop(int32_t*, const int32_t*, const GlueTables&) {}
+
+GlueFunction glueFunction(int mode, int depth) {
+  if (mode < 2 || mode > GLUE_MODE_COUNT) return &glueKeepTop;
+  return depth == 16 ? glue::GLUE_TABLE<glue::Scale16>[mode] : glue::GLUE_TABLE<glue::Scale8>[mode];
+}
+
+void applyGlue(int mode, int32_t top[3], const int32_t base[3], int depth,
+               const GlueTables& tables) {
+  if (mode == GLUE_NORMAL) return;
+  glueFunction(mode, depth)(top, base, tables);
+}
+
+void buildRunTables(GlueTables& tables) {
+  for (int i = 0; i < 256; ++i) tables.tentTable[i] = i < 128 ? 2 * i : 511 - 2 * i;
+  const LabTables& lab = labTables();
+  tables.labForward = lab.forward;
+  tables.labInverse = lab.inverse;
+}
