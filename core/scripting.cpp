@@ -7,8 +7,9 @@
 
 namespace {
 
-// Two hosts hand over descriptors that can't be trusted on playback; their
-// scripts are ignored on the reading side, as if they offered none.
+// The hosts signed "PSP8" and "PSP9" count as having no scripting on the
+// reading side: their descriptors are never opened at Start, and the cached
+// settings are loaded instead. Writing at Finish is not affected.
 bool hostIgnoresScripts(const FilterRecord* record) {
   return record->hostSig == hostSignaturePSP8 || record->hostSig == hostSignaturePSP9;
 }

@@ -198,20 +198,37 @@ void tableConvert(const int32_t in[3], const uint8_t* table, float cell, int32_t
     // table anyway.
     if (x < 0) x = 0;
     if (x > top) x = top;
-    int32_t i = int32_t(float(x) / cell);
-    if (i > 15) i = 15;
-    f[axis] = int32_t(float(x) - float(i) * cell);
+    int32_t i;
+    if (cell == LAB_CELL_8) {
+      // Same as the float steps below: x / 17 lies at least 1/17 from the
+      // next integer unless exact, far beyond single-precision error.
+      i = x / 17;
+      f[axis] = x - 17 * i;
+    } else {
+      i = int32_t(float(x) / cell);
+      if (i > 15) i = 15;
+      f[axis] = int32_t(float(x) - float(i) * cell);
+    }
     offset += NODE_STRIDE[axis] * i;
     // At the top node the fraction is 0 and the step past it has weight 0;
     // stay on the node rather than read past the table.
     stride[axis] = i == 15 ? 0 : NODE_STRIDE[axis];
   }
 
-  // Sort the axes by fraction, ascending, with the swaps in a fixed order.
-  int o0 = 0, o1 = 1, o2 = 2, swap;
-  if (f[o0] > f[o1]) { swap = o0; o0 = o1; o1 = swap; }
-  if (f[o0] > f[o2]) { swap = o0; o0 = o2; o2 = swap; }
-  if (f[o1] > f[o2]) { swap = o1; o1 = o2; o2 = swap; }
+  // Sort the axes by fraction, ascending. Between equal fractions the
+  // step has weight 0, so the order of ties cannot show in the result; the
+  // swaps are written as selects because image data makes them hard to
+  // predict.
+  int o0 = 0, o1 = 1, o2 = 2;
+  auto order = [&f](int& lo, int& hi) {
+    bool swap = f[lo] > f[hi];
+    int a = swap ? hi : lo, b = swap ? lo : hi;
+    lo = a;
+    hi = b;
+  };
+  order(o0, o1);
+  order(o0, o2);
+  order(o1, o2);
 
   int32_t w = int32_t(cell - float(f[o2]));
   int32_t acc[3];

@@ -89,10 +89,13 @@ void throughLab(int32_t top[3], const int32_t base[3], const GlueTables& tables,
 float anchoredLightness(float l1, float l2, float anchor) {
   float p = l1 * l2;
   float v = float((2.0 - p) * p);
-  if (anchor > 0.8)
-    v = float(((anchor - 0.8) * 5.0) * (anchor - v) + v);
-  else if (anchor < 0.2)
-    v = float(((0.2 - anchor) * 5.0) * (anchor - v) + v);
+  // Whole step in double, so that an anchor of exactly 1 or 0 comes out as
+  // exactly 1 or 0.
+  double a = anchor;
+  if (a > 0.8)
+    v = float(((a - 0.8) * 5.0) * (a - v) + v);
+  else if (a < 0.2)
+    v = float(((0.2 - a) * 5.0) * (a - v) + v);
   if (v < 0.0f) v = 0.0f;
   if (v > 1.0f) v = 1.0f;
   return v;

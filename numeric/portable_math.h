@@ -11,8 +11,8 @@
 // against glibc at no more than 2 ulp) over the whole domain unless noted.
 // The point is reproducibility, not correct rounding. No function touches
 // errno or the floating-point exception flags on purpose, and none loops or
-// traps on NaN, infinity, zero or subnormal input. A NaN result is always
-// the default quiet NaN; a NaN argument comes back as a quiet NaN.
+// traps on NaN, infinity, zero or subnormal input. Invalid arguments give a
+// quiet NaN; a NaN argument comes back quieted.
 #pragma once
 
 namespace numeric {

@@ -6,6 +6,7 @@
 // includes it. Runs on the build machine, also for the Windows build. A file
 // whose bytes would not change is left alone, so nothing rebuilds needlessly.
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string folder = argv[1];
+  std::error_code ignored;
+  std::filesystem::create_directories(folder, ignored);
   const std::string piplPath = folder + "/pipl.bin";
   const std::string aetePath = folder + "/aete.bin";
   // LANGUAGE 9, 1 is LANG_ENGLISH, SUBLANG_ENGLISH_US: 1033.

@@ -1,0 +1,290 @@
+#include "pihost/host_options.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/terminology.h"
+
+namespace {
+
+// The option of a script key: its terminology name with '-' for spaces
+// ("edge style" is --edge-style).
+std::string optionNameOfKey(const ScriptKey& key) {
+  std::string name = key.name;
+  for (char& c : name)
+    if (c == ' ') c = '-';
+  return name;
+}
+
+const ScriptKey* scriptKeyOfOption(const std::string& option) {
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) {
+    const ScriptKey* key = scriptKeyAt(i);
+    if (key && optionNameOfKey(*key) == option) return key;
+  }
+  return nullptr;
+}
+
+bool parseList(const std::string& text, int count, int64_t minimum, int64_t maximum, int64_t* values) {
+  size_t start = 0;
+  for (int i = 0; i < count; ++i) {
+    const size_t comma = text.find(',', start);
+    const bool last = i == count - 1;
+    if (last != (comma == std::string::npos)) return false;
+    const std::string part = text.substr(start, last ? std::string::npos : comma - start);
+    if (!parseInteger(part, minimum, maximum, &values[i])) return false;
+    start = comma + 1;
+  }
+  return true;
+}
+
+// A descriptor value from the command line, typed by the key table.
+bool scriptItemFromText(const ScriptKey& key, const std::string& text, DescriptorItem* item, std::string* error) {
+  item->key = key.key;
+  int64_t number = 0;
+  switch (key.kind) {
+    case SCRIPT_ENUMERATED: {
+      int32_t value = 0;
+      if (parseInteger(text, INT32_MIN, INT32_MAX, &number)) value = int32_t(number);
+      else if (!findEnumerationNumber(key.enumerationType, text.c_str(), &value)) {
+        *error = "unknown " + std::string(key.name) + " \"" + text + "\"";
+        return false;
+      }
+      item->type = typeEnumerated;
+      item->enumType = key.enumerationType;
+      item->value = int32_t(mapNumberToCode(value, key.enumerationType));  // '<NO>' out of range
+      return true;
+    }
+    case SCRIPT_INTEGER:
+      if (!parseInteger(text, INT32_MIN, INT32_MAX, &number)) {
+        *error = "--" + optionNameOfKey(key) + " needs a whole number, not \"" + text + "\"";
+        return false;
+      }
+      item->type = typeInteger;
+      item->value = int32_t(number);
+      return true;
+    case SCRIPT_BOOLEAN:
+      if (text != "0" && text != "1") {
+        *error = "--" + optionNameOfKey(key) + " takes 0 or 1, not \"" + text + "\"";
+        return false;
+      }
+      item->type = typeBoolean;
+      item->value = text == "1" ? 1 : 0;
+      return true;
+  }
+  return false;
+}
+
+// Options that take a value, besides the script keys.
+bool takesValue(const std::string& name) {
+  static const char* const kNames[] = {"selection", "mask",  "fore",       "back",     "plugin",
+                                       "record",    "progress-log", "cancel-after", "buffer-procs-version",
+                                       "host-sig",  "fail-alloc-size", "row-padding", "preview", "preset"};
+  for (const char* known : kNames)
+    if (name == known) return true;
+  return scriptKeyOfOption(name) != nullptr;
+}
+
+bool parseColor(const std::string& text, uint8_t color[3]) {
+  int64_t values[3];
+  if (!parseList(text, 3, 0, 255, values)) return false;
+  for (int i = 0; i < 3; ++i) color[i] = uint8_t(values[i]);
+  return true;
+}
+
+}  // namespace
+
+bool parseInteger(const std::string& text, int64_t minimum, int64_t maximum, int64_t* value) {
+  if (text.empty() || text.size() > 20) return false;
+  const char* begin = text.c_str();
+  if (!(std::isdigit(static_cast<unsigned char>(begin[0])) || begin[0] == '-' || begin[0] == '+')) return false;
+  char* end = nullptr;
+  errno = 0;
+  const long long parsed = std::strtoll(begin, &end, 10);
+  if (errno != 0 || end == begin || *end != 0) return false;
+  if (parsed < minimum || parsed > maximum) return false;
+  *value = parsed;
+  return true;
+}
+
+ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* options, std::string* error) {
+  std::vector<std::string> positional;
+  bool optionsEnded = false;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (optionsEnded || arg.size() < 2 || arg.compare(0, 2, "--") != 0) {
+      positional.push_back(arg);
+      continue;
+    }
+    if (arg == "--") {
+      optionsEnded = true;
+      continue;
+    }
+    std::string name = arg.substr(2);
+    std::string value;
+    bool haveValue = false;
+    const size_t equals = name.find('=');
+    if (equals != std::string::npos) {
+      value = name.substr(equals + 1);
+      name = name.substr(0, equals);
+      haveValue = true;
+    }
+
+    // Switches without a value.
+    bool* flag = nullptr;
+    bool flagValue = false;
+    if (name == "help") return ParseOutcome::Help;
+    if (name == "dialog") flag = &options->dialog, flagValue = true;
+    else if (name == "no-buffer-procs") flag = &options->bufferProcs;
+    else if (name == "no-handle-procs") flag = &options->handleProcs;
+    else if (name == "no-descriptors") flag = &options->descriptors;
+    else if (name == "no-display-pixels") flag = &options->displayPixels;
+    else if (name == "no-advance-state") flag = &options->advanceState;
+    else if (name == "no-sampling") flag = &options->sampling;
+    if (flag) {
+      if (haveValue) {
+        *error = "--" + name + " takes no value";
+        return ParseOutcome::Error;
+      }
+      *flag = flagValue;
+      continue;
+    }
+
+    if (!haveValue) {
+      if (i + 1 >= argc) {
+        *error = takesValue(name) ? "--" + name + " needs a value" : "unknown option --" + name;
+        return ParseOutcome::Error;
+      }
+      value = argv[++i];
+    }
+
+    int64_t number = 0;
+    if (const ScriptKey* key = scriptKeyOfOption(name)) {
+      DescriptorItem item;
+      if (!scriptItemFromText(*key, value, &item, error)) return ParseOutcome::Error;
+      bool replaced = false;
+      for (DescriptorItem& existing : options->descriptorItems) {
+        if (existing.key == item.key) existing = item, replaced = true;
+      }
+      if (!replaced) options->descriptorItems.push_back(item);
+    } else if (name == "selection") {
+      int64_t v[4];
+      if (!parseList(value, 4, 0, INT16_MAX, v) || v[0] >= v[2] || v[1] >= v[3]) {
+        *error = "bad selection \"" + value + "\": want L,T,R,B with L<R and T<B";
+        return ParseOutcome::Error;
+      }
+      options->haveSelection = true;
+      options->selectionLeft = int32_t(v[0]);
+      options->selectionTop = int32_t(v[1]);
+      options->selectionRight = int32_t(v[2]);
+      options->selectionBottom = int32_t(v[3]);
+    } else if (name == "fore" || name == "back") {
+      if (!parseColor(value, name == "fore" ? options->foreground : options->background)) {
+        *error = "bad colour \"" + value + "\" for --" + name + ": want R,G,B each 0..255";
+        return ParseOutcome::Error;
+      }
+    } else if (name == "mask") {
+      options->maskPath = value;
+    } else if (name == "plugin") {
+      options->pluginPath = value;
+    } else if (name == "record") {
+      options->recordPath = value;
+    } else if (name == "progress-log") {
+      options->progressLogPath = value;
+    } else if (name == "cancel-after") {
+      if (!parseInteger(value, 0, INT64_MAX / 2, &number)) {
+        *error = "--cancel-after needs a count of 0 or more, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->cancelAfter = number;
+    } else if (name == "buffer-procs-version") {
+      if (!parseInteger(value, INT16_MIN, INT16_MAX, &number)) {
+        *error = "--buffer-procs-version needs a 16-bit number, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->bufferProcsVersion = int16_t(number);
+    } else if (name == "host-sig") {
+      bool printable = value.size() == 4;
+      for (char c : value) printable = printable && c >= 0x20 && c < 0x7F;
+      if (!printable) {
+        *error = "--host-sig needs four characters, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->hostSig = (uint32_t(uint8_t(value[0])) << 24) | (uint32_t(uint8_t(value[1])) << 16) |
+                         (uint32_t(uint8_t(value[2])) << 8) | uint32_t(uint8_t(value[3]));
+    } else if (name == "fail-alloc-size") {
+      if (!parseInteger(value, 0, INT32_MAX, &number)) {
+        *error = "--fail-alloc-size needs a size in bytes, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->failAllocateSize = number;
+    } else if (name == "row-padding") {
+      if (!parseInteger(value, 0, 4096, &number)) {
+        *error = "--row-padding needs 0..4096 bytes, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->rowPaddingBytes = int32_t(number);
+    } else if (name == "preview") {
+      options->preview = value;
+    } else if (name == "preset") {
+      options->presetPath = value;
+    } else {
+      *error = "unknown option --" + name;
+      return ParseOutcome::Error;
+    }
+  }
+
+  if (positional.size() != 2) {
+    *error = positional.size() < 2 ? "expected INPUT.png and OUTPUT.png (try --help)"
+                                   : "too many arguments: \"" + positional[2] + "\"";
+    return ParseOutcome::Error;
+  }
+  options->inputPath = positional[0];
+  options->outputPath = positional[1];
+
+  // The descriptor goes out in the order of the key table.
+  std::vector<DescriptorItem> ordered;
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) {
+    const ScriptKey* key = scriptKeyAt(i);
+    for (const DescriptorItem& item : options->descriptorItems)
+      if (key && item.key == key->key) ordered.push_back(item);
+  }
+  options->descriptorItems = ordered;
+  return ParseOutcome::Run;
+}
+
+const char* hostUsageText() {
+  return "usage: marrowline-host [OPTIONS] INPUT.png OUTPUT.png\n"
+         "\n"
+         "Runs the Marrowline filter plug-in on a PNG picture (8 or 16 bits; grey, grey+alpha,\n"
+         "RGB or RGBA) through the Photoshop plug-in interface and writes the result as a PNG\n"
+         "of the same kind, size and depth.\n"
+         "\n"
+         "Filter parameters (played back as a script; a parameter not given is left out):\n"
+         "  --edge-style NAME|N     blurry, thin/hard, thin/soft, chrome, scribble, halo, ...\n"
+         "  --smoothing N           --tweaker N            --angle N\n"
+         "  --edge-extent NAME|N    top to bottom, left to right, both\n"
+         "  --source NAME|N         greyscale, red, green, blue\n"
+         "  --chrome-style NAME|N   Phong, sine, puddles, bumps, spike, raw\n"
+         "  --glue NAME|N           normal, difference, pin light, ... (1..62)\n"
+         "  --colorize 0|1          --remove-noise 0|1     --flip 0|1\n"
+         "\n"
+         "Picture and host:\n"
+         "  --selection L,T,R,B     filter rectangle (default the whole picture)\n"
+         "  --mask FILE.png         selection mask, 8-bit grey, the picture's size\n"
+         "  --fore R,G,B            foreground colour (default 0,0,0)\n"
+         "  --back R,G,B            background colour (default 255,255,255)\n"
+         "  --plugin PATH           the plug-in module (default: the one beside this program)\n"
+         "  --dialog                ask for the plug-in's dialog (Parameters selector first)\n"
+         "  --record FILE           write the descriptor the plug-in returns: KEY TYPE VALUE\n"
+         "  --progress-log FILE     one line DONE TOTAL per progress report\n"
+         "  --cancel-after N        the host's abort check answers yes from its (N+1)-th call\n"
+         "\n"
+         "Host capabilities (all offered by default):\n"
+         "  --no-buffer-procs  --no-handle-procs  --no-descriptors  --no-display-pixels\n"
+         "  --no-advance-state  --no-sampling  --buffer-procs-version N  --host-sig XXXX\n"
+         "\n"
+         "Exit status: 0 success; 1 the plug-in reported an error (code on stderr);\n"
+         "2 bad command line; 3 a file or the plug-in could not be read or written.\n";
+}

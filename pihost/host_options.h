@@ -1,0 +1,62 @@
+// The command line of marrowline-host:
+//
+//   marrowline-host [OPTIONS] INPUT.png OUTPUT.png
+//
+// Parsing is kept apart from running so that its errors can be tested.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pihost/host_services.h"
+
+struct HostOptions {
+  std::string inputPath;
+  std::string outputPath;
+  std::string pluginPath;       // empty: the module beside the program
+  std::string maskPath;
+  std::string recordPath;
+  std::string progressLogPath;
+
+  bool haveSelection = false;
+  int32_t selectionLeft = 0, selectionTop = 0, selectionRight = 0, selectionBottom = 0;
+  uint8_t foreground[3] = {0, 0, 0};
+  uint8_t background[3] = {255, 255, 255};
+
+  bool dialog = false;          // Parameters selector first, playInfo = display
+  int64_t cancelAfter = -1;
+
+  // Capabilities the host offers.
+  bool bufferProcs = true;
+  bool handleProcs = true;
+  bool descriptors = true;
+  bool displayPixels = true;
+  bool advanceState = true;
+  bool sampling = true;
+  int16_t bufferProcsVersion = kCurrentBufferProcsVersion;
+  uint32_t hostSig = fourCharCode("8BIM");
+
+  // Test switches, not in --help.
+  int64_t failAllocateSize = -1;  // --fail-alloc-size N
+  int32_t rowPaddingBytes = 0;    // --row-padding N
+
+  // Later modes; parsed, refused for now.
+  std::string preview;          // --preview fit|SCALE[,PANX,PANY]
+  std::string presetPath;       // --preset FILE
+
+  // The descriptor played back to the plug-in, in the order of the key
+  // table (not the order on the command line).
+  std::vector<DescriptorItem> descriptorItems;
+};
+
+enum class ParseOutcome { Run, Help, Error };
+
+// Fills `options`; on Error `error` holds a one-line message.
+ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* options, std::string* error);
+
+// The text of --help.
+const char* hostUsageText();
+
+// Parses a number in full; false on trailing text or overflow.
+bool parseInteger(const std::string& text, int64_t minimum, int64_t maximum, int64_t* value);

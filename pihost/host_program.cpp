@@ -1,0 +1,157 @@
+#include "pihost/host_program.h"
+
+#include <cstdio>
+#include <memory>
+
+#if defined(_WIN32)
+#include <io.h>
+#define ML_ISATTY(fd) _isatty(fd)
+#define ML_FILENO(f) _fileno(f)
+#else
+#include <unistd.h>
+#define ML_ISATTY(fd) isatty(fd)
+#define ML_FILENO(f) fileno(f)
+#endif
+
+#include "pihost/host_options.h"
+#include "pihost/host_session.h"
+#include "pihost/plugin_module.h"
+#include "pihost/png_io.h"
+
+namespace {
+
+void fail(const std::string& message) { std::fprintf(stderr, "marrowline-host: %s\n", message.c_str()); }
+
+std::string codeText(uint32_t code) {
+  std::string text(4, ' ');
+  for (int i = 0; i < 4; ++i) {
+    const char c = char((code >> (24 - 8 * i)) & 0xFF);
+    text[size_t(i)] = (c >= 0x20 && c < 0x7F) ? c : '?';
+  }
+  return text;
+}
+
+bool writeTextFile(const std::string& path, const std::string& text, std::string* error) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (!file) {
+    *error = "cannot create " + path;
+    return false;
+  }
+  const bool ok = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  if (std::fclose(file) != 0 || !ok) {
+    *error = "cannot write " + path;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string descriptorRecordText(const std::vector<DescriptorItem>& items) {
+  std::string text;
+  for (const DescriptorItem& item : items) {
+    text += codeText(item.key);
+    if (item.type == typeEnumerated) text += " enum " + codeText(uint32_t(item.value));
+    else if (item.type == typeBoolean) text += std::string(" bool ") + (item.value ? "1" : "0");
+    else if (item.type == typeInteger) text += " int " + std::to_string(item.value);
+    else text += " " + codeText(item.type) + " " + std::to_string(item.value);
+    text += "\n";
+  }
+  return text;
+}
+
+int runHostProgram(int argc, const char* const* argv) {
+  HostOptions options;
+  std::string error;
+  switch (parseHostOptions(argc, argv, &options, &error)) {
+    case ParseOutcome::Help:
+      std::fputs(hostUsageText(), stdout);
+      return kExitSuccess;
+    case ParseOutcome::Error:
+      fail(error);
+      return kExitUsage;
+    case ParseOutcome::Run:
+      break;
+  }
+  if (!options.preview.empty() || !options.presetPath.empty()) {
+    fail(std::string(options.preview.empty() ? "--preset" : "--preview") + " is not available yet");
+    return kExitUsage;
+  }
+
+  HostImage source;
+  if (!readPngImage(options.inputPath, &source, &error)) {
+    fail(error);
+    return kExitFile;
+  }
+  HostMask mask;
+  if (!options.maskPath.empty() && !readPngMask(options.maskPath, source.width, source.height, &mask, &error)) {
+    fail(error);
+    return kExitFile;
+  }
+
+  auto session = std::make_unique<HostSession>();
+  if (!hostSessionSetup(session.get(), options, source, options.maskPath.empty() ? nullptr : &mask, &error)) {
+    hostSessionRelease(session.get());
+    fail(error);
+    return kExitUsage;
+  }
+
+  PluginModule module;
+  const std::string pluginPath = options.pluginPath.empty() ? defaultPluginPath() : options.pluginPath;
+  if (!loadPluginModule(pluginPath, &module, &error)) {
+    hostSessionRelease(session.get());
+    fail(error);
+    return kExitFile;
+  }
+
+  FILE* progressLog = nullptr;
+  if (!options.progressLogPath.empty()) {
+    progressLog = std::fopen(options.progressLogPath.c_str(), "wb");
+    if (!progressLog) {
+      unloadPluginModule(&module);
+      hostSessionRelease(session.get());
+      fail("cannot create " + options.progressLogPath);
+      return kExitFile;
+    }
+  }
+  session->services.progressLog = progressLog;
+  session->services.progressBar = ML_ISATTY(ML_FILENO(stderr)) != 0;
+
+  const int16_t result = hostSessionRun(session.get(), module.entry);
+  if (progressLog) std::fclose(progressLog);
+
+  int status = kExitSuccess;
+  if (!session->protocolError.empty()) {
+    fail(session->protocolError);
+    status = kExitPluginError;
+  } else if (result != 0) {
+    std::string message = "the plug-in failed with result " + std::to_string(result) + " (" +
+                          std::to_string(uint16_t(result)) + ", " + resultCodeMeaning(result) + ")";
+    if (result == errReportString && session->errorString[0] > 0) {
+      message += ": " + std::string(reinterpret_cast<const char*>(&session->errorString[1]),
+                                    size_t(session->errorString[0]));
+    }
+    fail(message);
+    status = kExitPluginError;
+  }
+
+  if (status == kExitSuccess) {
+    HostImage output;
+    hostSessionComposeResult(*session, &output);
+    if (!writePngImage(options.outputPath, output, &error)) {
+      fail(error);
+      status = kExitFile;
+    }
+  }
+  if (status == kExitSuccess && !options.recordPath.empty()) {
+    if (!writeTextFile(options.recordPath, descriptorRecordText(session->returnedDescriptor), &error)) {
+      fail(error);
+      std::remove(options.outputPath.c_str());
+      status = kExitFile;
+    }
+  }
+
+  hostSessionRelease(session.get());
+  unloadPluginModule(&module);
+  return status;
+}

@@ -1,0 +1,323 @@
+#include "pihost/host_session.h"
+
+#include <cstring>
+
+namespace {
+
+HostSession* activeSession = nullptr;
+
+bool anyRectSet(const FilterRecord& r) {
+  return !rectIsEmpty(r.inRect) || !rectIsEmpty(r.outRect) || !rectIsEmpty(r.maskRect);
+}
+
+bool sameRect(const Rect& a, const Rect& b) {
+  return a.top == b.top && a.left == b.left && a.bottom == b.bottom && a.right == b.right;
+}
+
+// The colour in the image's own mode: RGB as is, grey as its luma.
+void filterColorOf(const uint8_t rgb[3], bool grey, FilterColor out) {
+  if (grey) {
+    const uint8_t v = uint8_t((77 * rgb[0] + 150 * rgb[1] + 28 * rgb[2]) >> 8);
+    out[0] = out[1] = out[2] = v;
+  } else {
+    out[0] = rgb[0];
+    out[1] = rgb[1];
+    out[2] = rgb[2];
+  }
+  out[3] = 0;
+}
+
+RGBColor rgbColorOf(const uint8_t rgb[3]) {
+  return RGBColor{uint16_t(rgb[0] * 257), uint16_t(rgb[1] * 257), uint16_t(rgb[2] * 257)};
+}
+
+Fixed fixedOf(double value) { return Fixed(value * 65536.0); }
+
+// Copies the output of the last advanceState into the filtered picture.
+void commitPendingOutput(HostSession* s) {
+  if (s->outputPending && s->commitOutput) {
+    commitImageRect(&s->filtered, s->outBuffer, s->pendingOutRect, s->pendingOutLoPlane, s->pendingOutHiPlane,
+                    s->record.filterRect);
+  }
+  s->outputPending = false;
+}
+
+// Cuts the rectangles the record asks for into fresh buffers.
+OSErr fillBuffers(HostSession* s) {
+  FilterRecord& r = s->record;
+  commitPendingOutput(s);
+  r.inData = r.outData = r.maskData = nullptr;
+  r.inRowBytes = r.outRowBytes = r.maskRowBytes = 0;
+  s->inBuffer = HostBuffer{};
+  s->outBuffer = HostBuffer{};
+  s->maskBuffer = HostBuffer{};
+
+  const bool sampling = r.samplingSupport != 0;
+  const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;
+
+  CutRequest in;
+  in.rect = r.inRect;
+  in.loPlane = r.inLoPlane;
+  in.hiPlane = r.inHiPlane;
+  in.rate = sampling ? r.inputRate : 0x10000;
+  in.padding = r.inputPadding;
+  in.rowPaddingBytes = s->options.rowPaddingBytes;
+  OSErr err = cutImageRect(s->source, in, &s->inBuffer);
+  if (err != noErr) return err;
+
+  CutRequest out;
+  out.rect = r.outRect;
+  out.loPlane = r.outLoPlane;
+  out.hiPlane = r.outHiPlane;
+  out.padding = r.outputPadding;
+  out.rowPaddingBytes = s->options.rowPaddingBytes;
+  err = cutImageRect(s->filtered, out, &s->outBuffer);
+  if (err != noErr) return err;
+
+  if (s->haveMask && r.haveMask) {
+    CutRequest m;
+    m.rect = r.maskRect;
+    m.rate = sampling ? r.maskRate : 0x10000;
+    m.padding = r.maskPadding;
+    err = cutMaskRect(s->mask, m, &s->maskBuffer);
+    if (err != noErr) return err;
+  }
+
+  if (!s->inBuffer.bytes.empty()) {
+    r.inData = s->inBuffer.bytes.data();
+    r.inRowBytes = s->inBuffer.rowBytes;
+    r.inColumnBytes = s->inBuffer.samplesPerPixel * bytesPerSample;
+    r.inPlaneBytes = bytesPerSample;
+  }
+  if (!s->outBuffer.bytes.empty()) {
+    r.outData = s->outBuffer.bytes.data();
+    r.outRowBytes = s->outBuffer.rowBytes;
+    r.outColumnBytes = s->outBuffer.samplesPerPixel * bytesPerSample;
+    r.outPlaneBytes = bytesPerSample;
+    s->outputPending = true;
+    s->pendingOutRect = r.outRect;
+    s->pendingOutLoPlane = r.outLoPlane;
+    s->pendingOutHiPlane = r.outHiPlane;
+  }
+  if (!s->maskBuffer.bytes.empty()) {
+    r.maskData = s->maskBuffer.bytes.data();
+    r.maskRowBytes = s->maskBuffer.rowBytes;
+  }
+  return noErr;
+}
+
+void callSelector(HostSession* s, PluginEntryProc entry, int16_t selector) {
+  s->lastSelector = selector;
+  s->result = 0;
+  entry(selector, &s->record, &s->data, &s->result);
+}
+
+void setLayerLayout(FilterRecord* r, const HostImage& image) {
+  const int16_t planes = int16_t(imagePlanes(image));
+  if (image.hasAlpha) {
+    // A layer with editable transparency: colour planes, then the transparency plane.
+    r->inLayerPlanes = r->outLayerPlanes = r->absLayerPlanes = int16_t(image.colorPlanes);
+    r->inTransparencyMask = r->outTransparencyMask = r->absTransparencyMask = 1;
+    r->inNonLayerPlanes = r->outNonLayerPlanes = r->absNonLayerPlanes = 0;
+  } else {
+    r->inLayerPlanes = r->outLayerPlanes = r->absLayerPlanes = 0;
+    r->inTransparencyMask = r->outTransparencyMask = r->absTransparencyMask = 0;
+    r->inNonLayerPlanes = r->outNonLayerPlanes = r->absNonLayerPlanes = planes;
+  }
+}
+
+}  // namespace
+
+bool hostSessionSetup(HostSession* s, const HostOptions& options, const HostImage& source, const HostMask* mask,
+                      std::string* error) {
+  s->options = options;
+  s->source = source;
+  s->filtered = source;
+  s->haveMask = mask != nullptr;
+  if (mask) {
+    if (mask->width != source.width || mask->height != source.height) {
+      *error = "the mask is not the picture's size";
+      return false;
+    }
+    s->mask = *mask;
+  }
+  if (source.width < 1 || source.height < 1 || source.width > INT16_MAX || source.height > INT16_MAX) {
+    *error = "the picture must be 1..32767 pixels on each side";
+    return false;
+  }
+
+  Rect filterRect{0, 0, int16_t(source.height), int16_t(source.width)};
+  if (options.haveSelection) {
+    if (options.selectionRight > source.width || options.selectionBottom > source.height) {
+      *error = "selection " + std::to_string(options.selectionLeft) + "," + std::to_string(options.selectionTop) +
+               "," + std::to_string(options.selectionRight) + "," + std::to_string(options.selectionBottom) +
+               " lies outside the " + std::to_string(source.width) + "x" + std::to_string(source.height) +
+               " picture";
+      return false;
+    }
+    filterRect = Rect{int16_t(options.selectionTop), int16_t(options.selectionLeft),
+                      int16_t(options.selectionBottom), int16_t(options.selectionRight)};
+  }
+
+  hostServicesInit(&s->services);
+  s->services.bufferProcs.bufferProcsVersion = options.bufferProcsVersion;
+  s->services.failAllocateSize = options.failAllocateSize;
+  s->services.cancelAfter = options.cancelAfter;
+
+  FilterRecord& r = s->record;
+  std::memset(&r, 0, sizeof r);
+  const bool grey = source.colorPlanes < 3;
+  r.abortProc = hostAbortProc;
+  r.progressProc = hostProgressProc;
+  r.imageSize = Point{int16_t(source.height), int16_t(source.width)};
+  r.planes = int16_t(imagePlanes(source));
+  r.filterRect = filterRect;
+  r.background = rgbColorOf(options.background);
+  r.foreground = rgbColorOf(options.foreground);
+  r.maxSpace = 1 << 30;
+  r.haveMask = s->haveMask ? 1 : 0;
+  r.autoMask = 1;
+  filterColorOf(options.background, grey, r.backColor);
+  filterColorOf(options.foreground, grey, r.foreColor);
+  r.hostSig = options.hostSig;
+  r.imageMode = hostImageMode(source);
+  r.imageHRes = r.imageVRes = 72 << 16;
+  r.wholeSize = r.imageSize;
+  r.monitor = PlugInMonitor{fixedOf(2.2),  fixedOf(0.64), fixedOf(0.33),   fixedOf(0.30), fixedOf(0.60),
+                            fixedOf(0.15), fixedOf(0.06), fixedOf(0.3127), fixedOf(0.3290), 0};
+  r.platformData = &s->platform;
+  r.bufferProcs = options.bufferProcs ? &s->services.bufferProcs : nullptr;
+  r.displayPixels = options.displayPixels ? hostDisplayPixels : nullptr;
+  r.handleProcs = options.handleProcs ? &s->services.handleProcs : nullptr;
+  r.filterCase = source.hasAlpha ? (s->haveMask ? filterCaseEditableTransparencyWithSelection
+                                                : filterCaseEditableTransparencyNoSelection)
+                                 : (s->haveMask ? filterCaseFlatImageWithSelection : filterCaseFlatImageNoSelection);
+  r.dummyPlaneValue = -1;
+  r.advanceState = options.advanceState ? hostAdvanceState : nullptr;
+  r.supportsPadding = 1;
+  r.inputPadding = r.outputPadding = r.maskPadding = plugInDoesNotWantPadding;
+  r.samplingSupport = options.sampling ? 1 : 0;
+  r.inputRate = r.maskRate = 0x10000;
+  setLayerLayout(&r, source);
+  r.inTileHeight = r.inTileWidth = r.absTileHeight = r.absTileWidth = 256;
+  r.outTileHeight = r.outTileWidth = r.maskTileHeight = r.maskTileWidth = 256;
+  r.errorString = &s->errorString;
+  r.depth = source.depth;
+
+  if (options.descriptors) {
+    PIDescriptorParameters& d = s->descriptorParameters;
+    d.descriptorParametersVersion = kCurrentDescriptorParametersVersion;
+    d.playInfo = options.dialog ? plugInDialogDisplay : plugInDialogDontDisplay;
+    d.recordInfo = plugInDialogOptional;
+    d.descriptor = descriptorHandleFromItems(options.descriptorItems);
+    d.readDescriptorProcs = &s->services.readDescriptorProcs;
+    d.writeDescriptorProcs = &s->services.writeDescriptorProcs;
+    r.descriptorParameters = &d;
+  }
+  return true;
+}
+
+OSErr PI_CALL hostAdvanceState(void) {
+  if (!activeSession) return paramErr;
+  activeSession->advanceCalls++;
+  return fillBuffers(activeSession);
+}
+
+int16_t hostSessionRun(HostSession* s, PluginEntryProc entry) {
+  activeSession = s;
+  hostServicesActivate(&s->services);
+  s->protocolError.clear();
+
+  bool ok = true;
+  if (s->options.dialog) {
+    callSelector(s, entry, filterSelectorParameters);
+    ok = s->result == 0;
+  }
+  if (ok) {
+    callSelector(s, entry, filterSelectorPrepare);
+    ok = s->result == 0;
+  }
+  if (ok) {
+    callSelector(s, entry, filterSelectorStart);
+    commitPendingOutput(s);
+    ok = s->result == 0;
+  }
+
+  // A plug-in that leaves rectangles set wants the host to fill them and
+  // call Continue, until it clears them.
+  Rect lastIn{}, lastOut{}, lastMask{};
+  int repeats = 0;
+  while (ok && anyRectSet(s->record)) {
+    const FilterRecord& r = s->record;
+    repeats = (sameRect(r.inRect, lastIn) && sameRect(r.outRect, lastOut) && sameRect(r.maskRect, lastMask))
+                  ? repeats + 1
+                  : 0;
+    lastIn = r.inRect;
+    lastOut = r.outRect;
+    lastMask = r.maskRect;
+    if (s->continueCalls >= kMaxContinueCalls || repeats >= kMaxRepeatedRequests) {
+      s->protocolError = "the plug-in never emptied its rectangles (" + std::to_string(s->continueCalls) +
+                         " Continue calls)";
+      s->result = errPlugInHostInsufficient;
+      ok = false;
+      break;
+    }
+    const OSErr err = fillBuffers(s);
+    if (err != noErr) {
+      s->result = err;
+      ok = false;
+      break;
+    }
+    s->continueCalls++;
+    callSelector(s, entry, filterSelectorContinue);
+    commitPendingOutput(s);
+    ok = s->result == 0;
+  }
+
+  if (ok) {
+    callSelector(s, entry, filterSelectorFinish);
+    if (s->record.descriptorParameters && s->record.descriptorParameters->descriptor) {
+      s->haveReturnedDescriptor =
+          descriptorItemsFromHandle(s->record.descriptorParameters->descriptor, &s->returnedDescriptor);
+    }
+  }
+  hostProgressFinish(&s->services);
+  // No buffer of the host outlives the run.
+  s->record.inData = s->record.outData = s->record.maskData = nullptr;
+  s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
+  activeSession = nullptr;
+  return s->result;
+}
+
+void hostSessionComposeResult(const HostSession& s, HostImage* result) {
+  const HostMask* mask = (s.haveMask && s.record.autoMask) ? &s.mask : nullptr;
+  blendByMask(s.source, s.filtered, mask, s.record.filterRect, result);
+}
+
+void hostSessionRelease(HostSession* s) {
+  hostServicesRelease(&s->services);
+  s->record.descriptorParameters = nullptr;
+  s->descriptorParameters.descriptor = nullptr;
+  if (activeSession == s) activeSession = nullptr;
+}
+
+std::string resultCodeMeaning(int16_t result) {
+  switch (result) {
+    case noErr: return "noErr: success";
+    case 1: return "the plug-in stopped: start-up refused or run buffers missing";
+    case 999: return "the plug-in could not make its stroke plane";
+    case readErr: return "readErr: read error";
+    case writErr: return "writErr: write error";
+    case paramErr: return "paramErr: bad parameter";
+    case memFullErr: return "memFullErr: out of memory";
+    case nilHandleErr: return "nilHandleErr: bad handle";
+    case userCanceledErr: return "userCanceledErr: cancelled";
+    case errAEParamMissed: return "errAEParamMissed: descriptor keys left unread";
+    case errAEWrongDataType: return "errAEWrongDataType: descriptor value of the wrong type";
+    case filterBadParameters: return "filterBadParameters: bad parameters";
+    case filterBadMode: return "filterBadMode: image mode not supported";
+    case errPlugInHostInsufficient: return "errPlugInHostInsufficient: the host cannot serve the plug-in";
+    case errReportString: return "errReportString: the plug-in reported a message";
+    default: return "unknown result code";
+  }
+}

@@ -1,0 +1,87 @@
+// One use of a filter by the substitute host: the FilterRecord filled for a
+// picture, `advanceState` serving the rectangles the plug-in asks for, and
+// the selectors played in the order a real host plays them:
+//
+//   [Parameters]  Prepare  Start  (fill buffers, Continue)*  Finish
+//
+// Continue is played while any of inRect, outRect, maskRect is set after
+// Start; a plug-in that never empties them is stopped. An error in any
+// selector ends the run there, and Finish is not called.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pi/plugin_interface.h"
+#include "pihost/host_image.h"
+#include "pihost/host_options.h"
+#include "pihost/host_services.h"
+
+struct HostSession {
+  HostSession() = default;
+  // The record points into the session: it never moves.
+  HostSession(const HostSession&) = delete;
+  HostSession& operator=(const HostSession&) = delete;
+
+  HostOptions options;
+  HostImage source;    // the picture as read; inData comes from here
+  HostImage filtered;  // the plug-in's output, committed rectangle by rectangle
+  HostMask mask;
+  bool haveMask = false;
+
+  FilterRecord record{};
+  HostServices services;
+  PlatformData platform{};
+  PIDescriptorParameters descriptorParameters{};
+  Str255 errorString{};
+
+  // Buffers of the last advanceState, and the output rectangle they serve.
+  HostBuffer inBuffer, outBuffer, maskBuffer;
+  bool outputPending = false;
+  Rect pendingOutRect{};
+  int32_t pendingOutLoPlane = 0, pendingOutHiPlane = 0;
+  bool commitOutput = true;  // false for renders whose output is not the picture (preview)
+
+  intptr_t data = 0;
+  int16_t result = 0;
+  int16_t lastSelector = -1;
+  int64_t advanceCalls = 0;
+  int64_t continueCalls = 0;
+
+  // A protocol failure of the plug-in (not a result code), e.g. rectangles
+  // never emptied; empty when none.
+  std::string protocolError;
+
+  // The descriptor in `descriptor` after Finish.
+  bool haveReturnedDescriptor = false;
+  std::vector<DescriptorItem> returnedDescriptor;
+};
+
+// Continue calls after which the host gives up on a plug-in, and how often
+// the same rectangles may be asked for in a row.
+constexpr int64_t kMaxContinueCalls = int64_t(1) << 20;
+constexpr int kMaxRepeatedRequests = 64;
+
+// Fills the record for `source` (and the mask, when given) as the options
+// say. False with a one-line message for a selection outside the picture or
+// a mask of the wrong size.
+bool hostSessionSetup(HostSession* session, const HostOptions& options, const HostImage& source,
+                      const HostMask* mask, std::string* error);
+
+// Plays the selectors; gives the last result word (0 on success). A
+// protocol failure gives errPlugInHostInsufficient with `protocolError` set.
+int16_t hostSessionRun(HostSession* session, PluginEntryProc entry);
+
+// The picture as the host leaves it: the filtered rectangle laid into the
+// original, by the mask when there is one and the plug-in left autoMask set.
+void hostSessionComposeResult(const HostSession& session, HostImage* result);
+
+// Frees everything the plug-in left behind.
+void hostSessionRelease(HostSession* session);
+
+// The host's advanceState; public so that tests can serve a fake plug-in.
+OSErr PI_CALL hostAdvanceState(void);
+
+// A short meaning of a result word, e.g. "userCanceledErr: cancelled".
+std::string resultCodeMeaning(int16_t result);
