@@ -9,6 +9,7 @@
 #include "core/session.h"
 #include "engine/render.h"
 #include "host/host_services.h"
+#include "image/sampling.h"
 #include "image/tile_walk.h"
 #include "pi/plugin_interface.h"
 #include "platform/window.h"
@@ -150,6 +151,9 @@ void endRun(FilterSession* session) {
 
 void initRunState(FilterSession* session) {
   FilterWorkArea* work = session->work;
+  // Every copy between sizes samples through this table; it is built once
+  // here rather than by the first thumbnail capture.
+  buildKernelTable(work->kernelTable);
   pixelMapInit(&session->strokePlane, session, work->kernelTable);
   pixelMapInit(&session->presetThumbnail, session, work->kernelTable);
   pixelMapInit(&work->exportImage, session, work->kernelTable);

@@ -62,6 +62,16 @@ void writeValue(const WriteDescriptorProcs* procs, PIWriteDescriptor token, cons
   }
 }
 
+// Hosts mark each key they find in the list they are given, so the list
+// handed over is a writable copy of the table's.
+struct WritableKeyList {
+  DescriptorKeyID keys[SCRIPT_KEY_COUNT + 1];
+  WritableKeyList() {
+    const uint32_t* table = scriptKeyList();
+    for (int i = 0; i <= SCRIPT_KEY_COUNT; ++i) keys[i] = table[i];
+  }
+};
+
 }  // namespace
 
 bool descriptorAvailable(const FilterRecord* record) {
@@ -73,7 +83,8 @@ bool scriptDataPresent(FilterSession* session) {
   if (record == nullptr || hostIgnoresScripts(record) || !descriptorAvailable(record)) return false;
   PIDescriptorParameters* dp = record->descriptorParameters;
   const ReadDescriptorProcs* procs = dp->readDescriptorProcs;
-  PIReadDescriptor token = procs->openReadDescriptorProc(dp->descriptor, scriptKeyList());
+  WritableKeyList list;
+  PIReadDescriptor token = procs->openReadDescriptorProc(dp->descriptor, list.keys);
   if (token == nullptr) return false;
   procs->closeReadDescriptorProc(token);  // "keys left unread" is expected here
   return true;
@@ -87,7 +98,8 @@ void readScriptParameters(FilterSession* session) {
 
   PIDescriptorParameters* dp = record->descriptorParameters;
   const ReadDescriptorProcs* procs = dp->readDescriptorProcs;
-  PIReadDescriptor token = procs->openReadDescriptorProc(dp->descriptor, scriptKeyList());
+  WritableKeyList list;
+  PIReadDescriptor token = procs->openReadDescriptorProc(dp->descriptor, list.keys);
   if (token != nullptr) {
     // A key the descriptor leaves out takes its default, not the last value.
     setDefaultParameters(p);

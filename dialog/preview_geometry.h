@@ -86,10 +86,11 @@ void releasePreviewPicture(FilterSession* session, PreviewPicture* picture);
 OSErr showPreviewPicture(FilterSession* session, const Rect& pane, void* platformContext);
 
 // The preview as a host without windows plays it: the opening geometry for
-// the pane, then the requested scale (0: the opening's) and pan through
+// the pane, then the requested scale (or the opening's) and pan through
 // clampPan, the geometry, the render and the picture to displayPixels.
 struct PreviewRequest {
-  int32_t scale;  // 0: fit, the opening scale
+  bool fit;       // the opening scale; `scale` is not read
+  int32_t scale;  // 1..maxScale
   int32_t panX;
   int32_t panY;
 };

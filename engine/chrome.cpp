@@ -62,7 +62,8 @@ void buildChromeTable(int32_t zeroBasedChromeStyle, int32_t chromeAngle, int32_t
 int32_t chromeShade(const uint8_t table[361], int32_t index, bool eightBit) {
   if (index < 0) index = 0;
   if (eightBit) return table[index > 360 ? 360 : index];
-  if (index > 360 * 128) index = 360 * 128;
+  // The ring's last place interpolates toward place 1; nothing lies beyond.
+  if (index > 360 * 128 + 127) index = 360 * 128 + 127;
   int32_t j = index / 128, f = index & 127;
   // The place after 360 is 1, not 0.
   int32_t j2 = j + 1 >= 361 ? j + 1 - 360 : j + 1;

@@ -84,7 +84,9 @@ void renderTile(FilterSession* session, PixelMap* tile) {
   RenderContext context;
   int32_t smoothing = static_cast<uint16_t>(p->renderSmoothing);
   context.sigma = (smoothing < 2 ? 2 : smoothing) / 10.0;
-  context.chromeAngle = (p->renderAngle + 180) % 360;
+  // In 64 bits, so that no scripted angle overflows; the remainder keeps
+  // the sign of the angle, as the curve table and "scribble" expect.
+  context.chromeAngle = static_cast<int32_t>((static_cast<int64_t>(p->renderAngle) + 180) % 360);
   context.weight = tweakerWeight(p->renderTweaker);
   uint16_t selector = sourceSelectorFor(p->renderSource, record->imageMode);
 
@@ -115,6 +117,10 @@ void renderTile(FilterSession* session, PixelMap* tile) {
   else
     buildGreyRamp(context.rampTable);
 
-  uint16_t style = static_cast<uint16_t>(p->renderStyle);
-  if (style < EDGE_STYLE_COUNT) renderStyle(style, session, context, tile);
+  // A style outside the enumeration renders nothing.
+  int32_t style = p->renderStyle;
+  if (style < 0 || style >= EDGE_STYLE_COUNT) return;
+  if (style == STYLE_INDEX_CHROME)
+    buildChromeTable(p->renderChromeStyle, context.chromeAngle, context.weight, context.chromeTable);
+  renderStyle(style, session, context, tile);
 }

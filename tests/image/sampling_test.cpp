@@ -151,19 +151,11 @@ TEST(Sampling, ConstantImagesStayConstantEverywhere) {
     for (float v : positions) {
       float out[4];
       sampleFiltered(&bytes.map, 0, 0.5f, u, v, out);
-      EXPECT_EQ(out[0], 100.0f);
-      EXPECT_EQ(out[2], 100.0f);
-      EXPECT_EQ(out[3], 255.0f);
+      EXPECT_EQ(std::vector<float>(out, out + 4), std::vector<float>({100, 100, 100, 255}));
       sampleFiltered(&rgba.map, 0, 0.0f, u, v, out);
-      EXPECT_EQ(out[0], 10.0f);
-      EXPECT_EQ(out[1], 100.0f);
-      EXPECT_EQ(out[2], 200.0f);
-      EXPECT_EQ(out[3], 255.0f);
+      EXPECT_EQ(std::vector<float>(out, out + 4), std::vector<float>({10, 100, 200, 255}));
       sampleFiltered(&words.map, 0, 0.0f, u, v, out);
-      EXPECT_EQ(out[0], 0.0f);
-      EXPECT_EQ(out[1], 12345.0f);
-      EXPECT_EQ(out[2], 32768.0f);
-      EXPECT_EQ(out[3], 1.0f);
+      EXPECT_EQ(std::vector<float>(out, out + 4), std::vector<float>({0, 12345, 32768, 1}));
       sampleNormalized(&floats.map, 1, 0.25f, u, v, out);
       for (int32_t k = 0; k < 4; ++k) EXPECT_NEAR(out[k], quarter[k], 1e-6);
     }

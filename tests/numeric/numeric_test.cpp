@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <vector>
 
@@ -54,7 +53,7 @@ struct Random {
     std::memcpy(&v, &bits, sizeof v);
     return v;
   }
-  double signed_(double v) { return (next() & 1) ? -v : v; }
+  double withRandomSign(double v) { return (next() & 1) ? -v : v; }
 };
 
 struct Worst {
@@ -168,7 +167,7 @@ TEST(PortableMath, ExactIdentities) {
 
   Random rnd{11};
   for (int i = 0; i < 20000; ++i) {
-    double x = rnd.signed_(rnd.logUniform(-1074, 1023));
+    double x = rnd.withRandomSign(rnd.logUniform(-1074, 1023));
     EXPECT_TRUE(sameBits(numeric::power(x, 0.0), 1.0));
     EXPECT_TRUE(sameBits(numeric::power(x, 1.0), x));
     EXPECT_TRUE(sameBits(numeric::power(x, 2.0), x * x));
@@ -195,7 +194,7 @@ TEST(PortableMath, FloorIsExact) {
   for (auto& c : cases) EXPECT_TRUE(sameBits(numeric::floorOf(c[0]), c[1])) << c[0];
   Random rnd{5};
   for (int i = 0; i < 200000; ++i) {
-    double x = i % 2 ? rnd.signed_(rnd.logUniform(-4, 60)) : rnd.uniform(-100, 100);
+    double x = i % 2 ? rnd.withRandomSign(rnd.logUniform(-4, 60)) : rnd.uniform(-100, 100);
     double h = std::floor(x * 2) / 2;  // halves as well
     ASSERT_TRUE(sameBits(numeric::floorOf(x), std::floor(x))) << x;
     ASSERT_TRUE(sameBits(numeric::floorOf(h), std::floor(h))) << h;
@@ -206,7 +205,7 @@ TEST(PortableMath, ExponentialAndLogarithmSweeps) {
   Random rnd{1};
   std::vector<double> xs;
   for (int i = 0; i < 200000; ++i) xs.push_back(rnd.uniform(-745.2, 709.8));
-  for (int i = 0; i < 100000; ++i) xs.push_back(rnd.signed_(rnd.logUniform(-70, 4)));
+  for (int i = 0; i < 100000; ++i) xs.push_back(rnd.withRandomSign(rnd.logUniform(-70, 4)));
   sweep1("exp", xs, numeric::exponential, libExp);
 
   xs.clear();
@@ -229,8 +228,8 @@ TEST(PortableMath, PowerSweeps) {
   }
   // Bases near 1 with large exponents.
   for (int i = 0; i < 50000; ++i) {
-    double x = 1.0 + rnd.signed_(rnd.logUniform(-52, -4));
-    args.push_back({x, rnd.signed_(rnd.logUniform(0, 50))});
+    double x = 1.0 + rnd.withRandomSign(rnd.logUniform(-52, -4));
+    args.push_back({x, rnd.withRandomSign(rnd.logUniform(0, 50))});
   }
   // Everyday cases, and negative bases with integer exponents.
   for (int i = 0; i < 100000; ++i) {
@@ -253,8 +252,8 @@ TEST(PortableMath, SineAndCosineSweeps) {
   std::vector<double> xs;
   for (int i = 0; i < 100000; ++i) xs.push_back(rnd.uniform(-10, 10));
   for (int i = 0; i < 80000; ++i) xs.push_back(rnd.uniform(-1e6, 1e6));
-  for (int i = 0; i < 40000; ++i) xs.push_back(rnd.signed_(rnd.logUniform(-40, 30)));
-  for (int i = 0; i < 20000; ++i) xs.push_back(rnd.signed_(rnd.logUniform(30, 1023)));
+  for (int i = 0; i < 40000; ++i) xs.push_back(rnd.withRandomSign(rnd.logUniform(-40, 30)));
+  for (int i = 0; i < 20000; ++i) xs.push_back(rnd.withRandomSign(rnd.logUniform(30, 1023)));
   // Near multiples of pi/2, where the reduction cancels most bits.
   for (int k = 1; k < 20000; ++k) {
     double near = k * 1.5707963267948966;
@@ -277,12 +276,53 @@ TEST(PortableMath, ArcTangentSweeps) {
   for (int i = 0; i < 150000; ++i)
     args.push_back({rnd.uniform(-1, 1), rnd.uniform(-1, 1)});
   for (int i = 0; i < 100000; ++i)
-    args.push_back({rnd.signed_(rnd.logUniform(-1074, 1023)), rnd.signed_(rnd.logUniform(-1074, 1023))});
+    args.push_back({rnd.withRandomSign(rnd.logUniform(-1074, 1023)), rnd.withRandomSign(rnd.logUniform(-1074, 1023))});
   for (int i = 0; i < 50000; ++i) {
-    double x = rnd.signed_(rnd.logUniform(-1000, 1000));
-    args.push_back({x * rnd.signed_(rnd.logUniform(-70, 70)), x});
+    double x = rnd.withRandomSign(rnd.logUniform(-1000, 1000));
+    args.push_back({x * rnd.withRandomSign(rnd.logUniform(-70, 70)), x});
   }
   sweep2("atan2", args, numeric::arcTangent2, libAtan2);
+}
+
+}  // namespace
+
+namespace {
+
+// Fingerprint of each function's bits over fixed inputs. Every build (native
+// at any optimisation level, MinGW under wine) must give these values; a
+// change means pixels change, through an edit of the algorithms or a compiler
+// flag that lets the arithmetic differ (contraction into FMA, fast-math).
+TEST(PortableMath, ResultsArePinned) {
+  Random rnd{7};
+  uint64_t hashes[10];
+  for (uint64_t& h : hashes) h = 1469598103934665603ULL;
+  auto mix = [](uint64_t& h, double v) {
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    if (std::isnan(v)) bits = 0x7ff8000000000000ULL;
+    h = (h ^ bits) * 1099511628211ULL;
+  };
+  for (int i = 0; i < 50000; ++i) {
+    double a = (i & 1) ? rnd.anyBits() : rnd.uniform(-800, 800);
+    double b = (i & 2) ? rnd.anyBits() : rnd.uniform(-30, 30);
+    mix(hashes[0], numeric::exponential(a));
+    mix(hashes[1], numeric::logarithm(a));
+    mix(hashes[2], numeric::power(a, b));
+    mix(hashes[3], numeric::power(rnd.uniform(0, 3), b));
+    mix(hashes[4], numeric::cubeRoot(a));
+    mix(hashes[5], numeric::sine(a));
+    mix(hashes[6], numeric::cosine(a));
+    mix(hashes[7], numeric::arcTangent(a));
+    mix(hashes[8], numeric::arcTangent2(a, b));
+    mix(hashes[9], numeric::floorOf(a) + numeric::squareRoot(a) + numeric::squareRootF(float(b)));
+  }
+  const char* names[10] = {"exp", "log", "pow", "pow01", "cbrt", "sin", "cos", "atan", "atan2", "floor+sqrt"};
+  const uint64_t expected[10] = {
+      0xd0ff9af0c6a4f88aULL, 0xd3aa25f47d7b9df2ULL, 0xdaff9bb973b94c9bULL, 0x5065465987d70780ULL,
+      0xd85942327746037eULL, 0x35b66818fcbc3de5ULL, 0x85723e20d94b9e4aULL, 0xea835fbf8d79c3e5ULL,
+      0x606f6562f72d1c08ULL, 0x0aece6aafd01ba32ULL};
+  for (int k = 0; k < 10; ++k)
+    EXPECT_EQ(hashes[k], expected[k]) << names[k] << std::hex << " 0x" << hashes[k];
 }
 
 }  // namespace

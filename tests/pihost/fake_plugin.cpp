@@ -81,7 +81,7 @@ void readDescriptor(FilterRecord* r) {
     logState.keysRead++;
   }
   logState.closeReadResult = procs->closeReadDescriptorProc(token);
-  r->handleProcs->disposeProc(d->descriptor);
+  if (r->handleProcs) r->handleProcs->disposeProc(d->descriptor);
   d->descriptor = nullptr;
 }
 

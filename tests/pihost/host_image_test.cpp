@@ -1,0 +1,194 @@
+// Cutting host buffers out of a picture (padding, sampling rate, planes),
+// committing output back, mask blending and the 16-bit sample scale.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "pihost/host_image.h"
+
+namespace {
+
+// A picture whose sample (x, y, plane) is 100 * plane + 10 * y + x.
+HostImage numberedPicture(int32_t width, int32_t height, int32_t colorPlanes, bool alpha, int32_t depth = 8) {
+  HostImage image;
+  hostImageAllocate(&image, width, height, colorPlanes, alpha, depth, 0);
+  for (int32_t y = 0; y < height; ++y)
+    for (int32_t x = 0; x < width; ++x)
+      for (int32_t p = 0; p < imagePlanes(image); ++p) hostImageAt(image, x, y)[p] = uint16_t(100 * p + 10 * y + x);
+  return image;
+}
+
+uint32_t sampleAt(const HostBuffer& b, int32_t x, int32_t y, int32_t p) {
+  const size_t at = size_t(y) * size_t(b.rowBytes) + (size_t(x) * size_t(b.samplesPerPixel) + size_t(p)) * size_t(b.bytesPerSample);
+  if (b.bytesPerSample == 1) return b.bytes[at];
+  uint16_t v;
+  std::memcpy(&v, &b.bytes[at], 2);
+  return v;
+}
+
+CutRequest request(int16_t top, int16_t left, int16_t bottom, int16_t right, int16_t padding, int32_t hi) {
+  CutRequest r;
+  r.rect = Rect{top, left, bottom, right};
+  r.loPlane = 0;
+  r.hiPlane = hi;
+  r.padding = padding;
+  return r;
+}
+
+TEST(HostSampleScale, EveryHostValueSurvivesThePngRoundTrip) {
+  EXPECT_EQ(pngSampleToHost16(0), 0);
+  EXPECT_EQ(pngSampleToHost16(65535), 32768);
+  EXPECT_EQ(hostSampleToPng16(32768), 65535);
+  EXPECT_EQ(hostSampleToPng16(0), 0);
+  EXPECT_EQ(hostSampleToPng16(40000), 65535);  // past white is clamped
+  // in = (v * 32768 + 32767) / 65535, out = (v * 65535 + 16384) / 32768
+  EXPECT_EQ(pngSampleToHost16(1), (1u * 32768u + 32767u) / 65535u);
+  EXPECT_EQ(hostSampleToPng16(1), (65535u + 16384u) / 32768u);
+  for (uint32_t s = 0; s <= 32768; ++s) ASSERT_EQ(pngSampleToHost16(hostSampleToPng16(s)), s) << s;
+}
+
+TEST(CutImageRect, InsideThePictureCopiesTheRequestedPlanesInterleaved) {
+  const HostImage image = numberedPicture(6, 5, 3, true);
+  CutRequest r = request(1, 2, 4, 5, plugInDoesNotWantPadding, 3);
+  r.loPlane = 1;
+  r.hiPlane = 2;
+  HostBuffer b;
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  EXPECT_EQ(b.width, 3);
+  EXPECT_EQ(b.height, 3);
+  EXPECT_EQ(b.rowBytes, 6);
+  for (int32_t y = 0; y < 3; ++y)
+    for (int32_t x = 0; x < 3; ++x) {
+      EXPECT_EQ(sampleAt(b, x, y, 0), 100u + 10u * uint32_t(y + 1) + uint32_t(x + 2));
+      EXPECT_EQ(sampleAt(b, x, y, 1), 200u + 10u * uint32_t(y + 1) + uint32_t(x + 2));
+    }
+}
+
+TEST(CutImageRect, SixteenBitSamplesAndRowPadding) {
+  const HostImage image = numberedPicture(4, 3, 1, false, 16);
+  CutRequest r = request(0, 0, 3, 4, plugInDoesNotWantPadding, 0);
+  r.rowPaddingBytes = 6;
+  HostBuffer b;
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  EXPECT_EQ(b.rowBytes, 4 * 2 + 6);
+  EXPECT_EQ(sampleAt(b, 3, 2, 0), 23u);
+}
+
+TEST(CutImageRect, PaddingOutsideThePicture) {
+  const HostImage image = numberedPicture(4, 3, 1, false);
+  HostBuffer b;
+  // Edge replication: the corner beyond the top left repeats pixel (0, 0),
+  // the one beyond the bottom right repeats pixel (3, 2).
+  ASSERT_EQ(cutImageRect(image, request(-2, -2, 5, 6, plugInWantsEdgeReplication, 0), &b), noErr);
+  EXPECT_EQ(sampleAt(b, 0, 0, 0), 0u);
+  EXPECT_EQ(sampleAt(b, 7, 6, 0), 23u);
+  EXPECT_EQ(sampleAt(b, 3, 0, 0), 1u);   // above column 1
+  EXPECT_EQ(sampleAt(b, 0, 3, 0), 10u);  // left of row 1
+  EXPECT_EQ(sampleAt(b, 3, 3, 0), 11u);  // inside
+
+  // A fill value, and no padding at all (left as zero).
+  ASSERT_EQ(cutImageRect(image, request(-1, -1, 2, 2, 77, 0), &b), noErr);
+  EXPECT_EQ(sampleAt(b, 0, 0, 0), 77u);
+  EXPECT_EQ(sampleAt(b, 1, 1, 0), 0u);
+  ASSERT_EQ(cutImageRect(image, request(-1, -1, 2, 2, plugInDoesNotWantPadding, 0), &b), noErr);
+  EXPECT_EQ(sampleAt(b, 0, 0, 0), 0u);
+  EXPECT_EQ(sampleAt(b, 2, 2, 0), 11u);
+
+  // The plug-in asked to be told: the request is refused.
+  EXPECT_EQ(cutImageRect(image, request(-1, 0, 2, 2, plugInWantsErrorOnBoundsException, 0), &b), paramErr);
+  EXPECT_EQ(cutImageRect(image, request(0, 0, 2, 2, plugInWantsErrorOnBoundsException, 0), &b), noErr);
+
+  // 16-bit fill values are scaled to the 0..32768 range.
+  const HostImage deep = numberedPicture(2, 2, 1, false, 16);
+  ASSERT_EQ(cutImageRect(deep, request(-1, 0, 1, 1, 255, 0), &b), noErr);
+  EXPECT_EQ(sampleAt(b, 0, 0, 0), 32768u);
+}
+
+TEST(CutImageRect, InputRateTakesEveryNthPixel) {
+  const HostImage image = numberedPicture(9, 9, 1, false);
+  CutRequest r = request(0, 0, 3, 3, plugInWantsEdgeReplication, 0);
+  r.rate = 3 << 16;
+  HostBuffer b;
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  for (int32_t y = 0; y < 3; ++y)
+    for (int32_t x = 0; x < 3; ++x) EXPECT_EQ(sampleAt(b, x, y, 0), uint32_t(10 * (3 * y) + 3 * x));
+
+  // The rectangle is in reduced coordinates: (1, 2) at rate 2 is pixel (2, 4);
+  // past the picture's edge the last pixel repeats.
+  r.rect = Rect{2, 1, 4, 6};
+  r.rate = 2 << 16;
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  EXPECT_EQ(sampleAt(b, 0, 0, 0), 42u);
+  EXPECT_EQ(sampleAt(b, 3, 1, 0), uint32_t(10 * 6 + 8));
+  EXPECT_EQ(sampleAt(b, 4, 1, 0), uint32_t(10 * 6 + 8));
+  r.rate = 0x18000;  // 1.5: pixel floor(1.5 x)
+  r.rect = Rect{0, 0, 1, 4};
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  EXPECT_EQ(sampleAt(b, 1, 0, 0), 1u);
+  EXPECT_EQ(sampleAt(b, 3, 0, 0), 4u);
+}
+
+TEST(CutImageRect, RefusesBadRequests) {
+  const HostImage image = numberedPicture(4, 4, 3, false);
+  HostBuffer b;
+  EXPECT_EQ(cutImageRect(image, request(0, 0, 2, 2, -2, 3), &b), paramErr);  // plane 3 of 3
+  CutRequest r = request(0, 0, 2, 2, -2, 2);
+  r.loPlane = 2;
+  r.hiPlane = 1;
+  EXPECT_EQ(cutImageRect(image, r, &b), paramErr);
+  r = request(0, 0, 2, 2, -2, 2);
+  r.rate = 0;
+  EXPECT_EQ(cutImageRect(image, r, &b), paramErr);
+  ASSERT_EQ(cutImageRect(image, request(3, 3, 1, 1, -2, 2), &b), noErr);  // empty
+  EXPECT_TRUE(b.bytes.empty());
+  EXPECT_EQ(cutImageRect(image, request(-32768, -32768, 32767, 32767, -1, 2), &b), memFullErr);
+}
+
+TEST(CutMaskRect, ReducesAndPadsLikeThePicture) {
+  HostMask mask;
+  mask.width = 4;
+  mask.height = 4;
+  for (int i = 0; i < 16; ++i) mask.values.push_back(uint8_t(i * 10));
+  CutRequest r = request(0, 0, 2, 3, plugInWantsEdgeReplication, 0);
+  r.rate = 2 << 16;
+  HostBuffer b;
+  ASSERT_EQ(cutMaskRect(mask, r, &b), noErr);
+  EXPECT_EQ(sampleAt(b, 1, 1, 0), uint32_t(10 * (2 * 4 + 2)));
+  EXPECT_EQ(sampleAt(b, 2, 0, 0), uint32_t(10 * 3));  // column 4 is past the edge
+}
+
+TEST(CommitImageRect, WritesOnlyInsideTheClip) {
+  HostImage image = numberedPicture(6, 6, 1, false);
+  const HostImage before = image;
+  HostBuffer b;
+  CutRequest r = request(1, 1, 5, 5, plugInDoesNotWantPadding, 0);
+  ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+  std::fill(b.bytes.begin(), b.bytes.end(), uint8_t(250));
+  commitImageRect(&image, b, r.rect, 0, 0, Rect{2, 2, 4, 6});
+  for (int32_t y = 0; y < 6; ++y)
+    for (int32_t x = 0; x < 6; ++x) {
+      const bool written = y >= 2 && y < 4 && x >= 2 && x < 5;
+      EXPECT_EQ(hostImageAt(image, x, y)[0], written ? 250 : hostImageAt(before, x, y)[0]) << x << "," << y;
+    }
+}
+
+TEST(BlendByMask, LaysTheFilteredPictureInByTheMask) {
+  HostImage original, filtered, result;
+  hostImageAllocate(&original, 4, 1, 1, true, 8, 10);
+  hostImageAllocate(&filtered, 4, 1, 1, true, 8, 200);
+  HostMask mask;
+  mask.width = 4;
+  mask.height = 1;
+  mask.values = {0, 255, 128, 255};
+  blendByMask(original, filtered, &mask, Rect{0, 0, 1, 3}, &result);
+  EXPECT_EQ(hostImageAt(result, 0, 0)[0], 10);
+  EXPECT_EQ(hostImageAt(result, 1, 0)[0], 200);
+  EXPECT_EQ(hostImageAt(result, 2, 0)[0], (200 * 128 + 10 * 127 + 127) / 255);
+  EXPECT_EQ(hostImageAt(result, 2, 0)[1], (200 * 128 + 10 * 127 + 127) / 255);  // alpha too
+  EXPECT_EQ(hostImageAt(result, 3, 0)[0], 10);  // outside the filter rectangle
+  blendByMask(original, filtered, nullptr, Rect{0, 0, 1, 2}, &result);
+  EXPECT_EQ(hostImageAt(result, 1, 0)[0], 200);
+  EXPECT_EQ(hostImageAt(result, 2, 0)[0], 10);
+}
+
+}  // namespace
