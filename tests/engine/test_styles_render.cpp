@@ -156,6 +156,18 @@ TEST(Styles, TangledSubModesCombineTroughsAndRidges) {
   EXPECT_GT(both, 0);
 }
 
+TEST(ThinHard, OneOfTwoEqualCrestSamplesSurvives) {
+  // A vertical step between columns 24 and 25: the two magnitudes there are
+  // exactly equal. The test's ties are one-sided, so the line is one pixel
+  // wide, at the left one of the pair.
+  RenderRig rig(CORE, 3, 8);
+  rig.set(2, 20, 60);
+  rig.fillGrey([](int32_t x, int32_t) { return x <= 24 ? 0 : 200; });
+  rig.render();
+  for (int32_t y = 0; y < CORE; ++y)
+    for (int32_t x = 0; x < CORE; ++x) ASSERT_EQ(rig.outputAt(x, y, 0) != 0, x == 24) << x << "," << y;
+}
+
 TEST(GreyAndRgb, SameFieldFromAGreyPicture) {
   // The three selectors and the luminance read one field from a grey tile:
   // the luminance weights add up to exactly 1000.

@@ -124,6 +124,14 @@ TEST(RegionRender, PreviewAtFullSizeIsTheFinalRunOverTheChecks) {
                             rect(0, 0, 280, 170), false, blurry(8, 60, 1, 1)});
   checkPreviewAgainstFinal({"16-bit RGB, selection", makeTestPicture(200, 160, 3, 16, false), rect(5, 5, 155, 195),
                             true, blurry(20, 80, 1, 0)});
+  // Two passes over the one tile, through the stroke plane.
+  ParameterSetup thinSoft = [](EdgeParameters* p) {
+    p->edgeStyle = 3;
+    p->smoothing = 20;
+    p->tweaker = 80;
+  };
+  checkPreviewAgainstFinal({"thin/soft, selection", makeTestPicture(300, 200, 3, 8, false), rect(4, 8, 190, 290), true,
+                            thinSoft});
   checkPreviewAgainstFinal({"8-bit grey with transparency", makeTestPicture(120, 90, 1, 8, true),
                             rect(3, 4, 90, 120), false, blurry(40, 100, 1, 0)});
 }
