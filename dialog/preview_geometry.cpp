@@ -9,15 +9,6 @@
 
 namespace {
 
-// A rectangle scaled by n over d, each coordinate truncated toward zero.
-Rect scaleRect(const Rect& r, int32_t n, int32_t d) {
-  return makeRect(r.top * n / d, r.left * n / d, r.bottom * n / d, r.right * n / d);
-}
-
-Rect offsetRect(const Rect& r, int32_t dv, int32_t dh) {
-  return makeRect(r.top + dv, r.left + dh, r.bottom + dv, r.right + dh);
-}
-
 int32_t ceilingDivide(int32_t a, int32_t b) { return b <= 0 ? a : (a + b - 1) / b; }
 
 }  // namespace

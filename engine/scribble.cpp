@@ -3,6 +3,8 @@
 // its lowest corner, so edges turn into loops and hatching. "halo" compares
 // the scaled slope with the picture's own brightness, so the edge value dips
 // to 0 along lines on either side of strong edges.
+#include <vector>
+
 #include "core/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
@@ -44,27 +46,47 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   const int32_t side = context.fieldSide;
   const double* GX = context.gradientX;
   const double* GY = context.gradientY;
+
+  // The turned direction of every field sample a cell can touch, (rows+2)
+  // by (columns+2) from field sample (0, 0). Neighbouring cells share
+  // corners, so each direction is computed once instead of four times; the
+  // numbers are the same either way.
+  static std::vector<double> turned;
+  const int32_t width = columns + 2;
+  turned.resize(static_cast<size_t>(rows + 2) * width);
+  for (int32_t i = 1; i < rows + 2; ++i)
+    for (int32_t j = 1; j < width; ++j) {
+      size_t at = static_cast<size_t>(i) * side + j;
+      double a;
+      if (GX && GY)
+        a = numeric::arcTangent2(GY[at], GX[at]);
+      else if (GY)
+        a = numeric::arcTangent(GY[at] / s);
+      else if (GX)
+        a = numeric::arcTangent(GX[at] / s);
+      else
+        a = 0.0;  // no plane: a flat field
+      turned[static_cast<size_t>(i) * width + j] = turnAngle(a, rot);
+    }
+
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < columns; ++c) {
-      size_t p00 = static_cast<size_t>(r + 1) * side + (c + 1);
-      size_t p01 = p00 + 1, p10 = p00 + side, p11 = p10 + 1;
-      double a00, a01, a10, a11, m;
+      const size_t p00 = static_cast<size_t>(r + 1) * side + (c + 1);
+      const double* t0 = turned.data() + static_cast<size_t>(r + 1) * width + (c + 1);
+      const double* t1 = t0 + width;
+      // One plane alone: its direction is constant along the other axis.
+      double a00 = t0[0], a01, a10, a11, m;
       if (GX && GY) {
-        a00 = numeric::arcTangent2(GY[p00], GX[p00]);
-        a01 = numeric::arcTangent2(GY[p01], GX[p01]);
-        a10 = numeric::arcTangent2(GY[p10], GX[p10]);
-        a11 = numeric::arcTangent2(GY[p11], GX[p11]);
+        a01 = t0[1], a10 = t1[0], a11 = t1[1];
         m = numeric::squareRoot(GX[p00] * GX[p00] + GY[p00] * GY[p00]);
       } else if (GY) {
-        a00 = a01 = numeric::arcTangent(GY[p00] / s);
-        a10 = a11 = numeric::arcTangent(GY[p10] / s);
+        a01 = a00, a10 = a11 = t1[0];
         m = GY[p00] < 0.0 ? -GY[p00] : GY[p00];
       } else if (GX) {
-        a00 = a10 = numeric::arcTangent(GX[p00] / s);
-        a01 = a11 = numeric::arcTangent(GX[p01] / s);
+        a10 = a00, a01 = a11 = t0[1];
         m = GX[p00] < 0.0 ? -GX[p00] : GX[p00];
       } else {
-        a00 = a01 = a10 = a11 = 0.0;  // no plane: a flat field
+        a01 = a10 = a11 = a00;
         m = 0.0;
       }
       // Stroke strength: the slope through a soft knee that meets 300 with
@@ -73,10 +95,6 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       if (!(m > 0.0)) m = 0.0;
       if (m > 300.0) m = 300.0;
       double m2 = 300.0 - (300.0 - m) * (300.0 - m) / 300.0;
-      a00 = turnAngle(a00, rot);
-      a01 = turnAngle(a01, rot);
-      a10 = turnAngle(a10, rot);
-      a11 = turnAngle(a11, rot);
       int32_t band = bandOf(a00), b = bandOf(a01);
       if (b < band) band = b;
       b = bandOf(a10);

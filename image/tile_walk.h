@@ -5,16 +5,10 @@
 #include <cstdint>
 
 #include "image/pixel_map.h"
+#include "image/rect.h"
 
 struct FilterSession;
 
-// Rectangle algebra on the host's 16-bit rectangles.
-inline int32_t rectWidth(const Rect& r) { return r.right - r.left; }
-inline int32_t rectHeight(const Rect& r) { return r.bottom - r.top; }
-inline bool rectEmpty(const Rect& r) { return r.right <= r.left || r.bottom <= r.top; }
-Rect makeRect(int32_t top, int32_t left, int32_t bottom, int32_t right);
-Rect intersectRect(const Rect& a, const Rect& b);  // all zero when they do not meet
-Rect growRect(const Rect& r, int32_t margin);
 inline Rect toRect16(const Rect& r) { return r; }
 
 // Tile format for the host's image: 3 for 8-bit grey and RGB, else 4.

@@ -18,15 +18,6 @@ int16_t hostImageMode(const HostImage& image) {
   return image.colorPlanes >= 3 ? plugInModeRGBColor : plugInModeGrayScale;
 }
 
-Rect rectIntersection(const Rect& a, const Rect& b) {
-  Rect r;
-  r.top = std::max(a.top, b.top);
-  r.left = std::max(a.left, b.left);
-  r.bottom = std::min(a.bottom, b.bottom);
-  r.right = std::min(a.right, b.right);
-  if (rectIsEmpty(r)) r = Rect{0, 0, 0, 0};
-  return r;
-}
 
 namespace {
 
@@ -99,7 +90,7 @@ void copyRowSamples(const uint16_t* source, int32_t stride, int32_t samplesPerPi
 
 OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer* buffer) {
   const int32_t planes = imagePlanes(image);
-  if (rectIsEmpty(request.rect)) {
+  if (rectEmpty(request.rect)) {
     *buffer = HostBuffer{};
     return noErr;
   }
@@ -141,7 +132,7 @@ OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer
 }
 
 OSErr cutMaskRect(const HostMask& mask, const CutRequest& request, HostBuffer* buffer) {
-  if (rectIsEmpty(request.rect)) {
+  if (rectEmpty(request.rect)) {
     *buffer = HostBuffer{};
     return noErr;
   }
@@ -167,14 +158,14 @@ OSErr cutMaskRect(const HostMask& mask, const CutRequest& request, HostBuffer* b
 void commitImageRect(HostImage* image, const HostBuffer& buffer, const Rect& rect, int32_t loPlane,
                      int32_t hiPlane, const Rect& clip) {
   const int32_t planes = imagePlanes(*image);
-  if (rectIsEmpty(rect) || buffer.bytes.empty()) return;
+  if (rectEmpty(rect) || buffer.bytes.empty()) return;
   if (loPlane < 0 || hiPlane >= planes || loPlane > hiPlane) return;
   const int32_t samplesPerPixel = hiPlane - loPlane + 1;
   if (samplesPerPixel != buffer.samplesPerPixel) return;
   const Rect bounds{0, 0, int16_t(std::min<int32_t>(image->height, INT16_MAX)),
                     int16_t(std::min<int32_t>(image->width, INT16_MAX))};
-  const Rect target = rectIntersection(rectIntersection(rect, clip), bounds);
-  if (rectIsEmpty(target)) return;
+  const Rect target = intersectRect(intersectRect(rect, clip), bounds);
+  if (rectEmpty(target)) return;
   const int32_t bytesPerSample = image->depth == 16 ? 2 : 1;
   for (int32_t y = target.top; y < target.bottom; ++y) {
     const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes) +
@@ -201,7 +192,7 @@ void blendByMask(const HostImage& original, const HostImage& filtered, const Hos
   const int32_t planes = imagePlanes(original);
   const Rect bounds{0, 0, int16_t(std::min<int32_t>(original.height, INT16_MAX)),
                     int16_t(std::min<int32_t>(original.width, INT16_MAX))};
-  const Rect area = rectIntersection(clip, bounds);
+  const Rect area = intersectRect(clip, bounds);
   for (int32_t y = area.top; y < area.bottom; ++y) {
     for (int32_t x = area.left; x < area.right; ++x) {
       const uint16_t* f = hostImageAt(filtered, x, y);

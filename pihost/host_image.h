@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "image/rect.h"
 #include "pi/plugin_interface.h"
 
 struct HostImage {
@@ -80,10 +81,6 @@ struct HostBuffer {
   int32_t bytesPerSample = 1;
 };
 
-inline bool rectIsEmpty(const Rect& r) { return r.right <= r.left || r.bottom <= r.top; }
-inline int32_t rectWidth(const Rect& r) { return rectIsEmpty(r) ? 0 : int32_t(r.right) - r.left; }
-inline int32_t rectHeight(const Rect& r) { return rectIsEmpty(r) ? 0 : int32_t(r.bottom) - r.top; }
-Rect rectIntersection(const Rect& a, const Rect& b);
 
 // The largest buffer the host hands out, so a wild rectangle cannot exhaust memory.
 constexpr int64_t kMaxHostBufferBytes = int64_t(1) << 30;

@@ -17,6 +17,7 @@
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"
 #include "pihost/png_io.h"
+#include "pihost/preview_mode.h"
 
 namespace {
 
@@ -73,8 +74,13 @@ int runHostProgram(int argc, const char* const* argv) {
     case ParseOutcome::Run:
       break;
   }
-  if (!options.preview.empty() || !options.presetPath.empty()) {
-    fail(std::string(options.preview.empty() ? "--preset" : "--preview") + " is not available yet");
+  if (!options.presetPath.empty()) {
+    fail("--preset is not available yet");
+    return kExitUsage;
+  }
+  PreviewRequest previewRequest{};
+  if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
+    fail(error);
     return kExitUsage;
   }
 
@@ -94,6 +100,27 @@ int runHostProgram(int argc, const char* const* argv) {
     hostSessionRelease(session.get());
     fail(error);
     return kExitUsage;
+  }
+
+  if (!options.preview.empty()) {
+    int32_t maxScale = 0;
+    PreviewOutcome outcome = PREVIEW_RENDER_FAILED;
+    const int16_t result = hostSessionRunPreview(session.get(), previewRequest, &maxScale, &outcome);
+    int status = kExitSuccess;
+    if (outcome == PREVIEW_SCALE_INVALID) {
+      fail("--preview: the scale must lie between 1 and " + std::to_string(maxScale));
+      status = kExitUsage;
+    } else if (result != 0 || outcome != PREVIEW_SHOWN || session->services.displayCalls == 0) {
+      fail(result != 0 ? "the preview failed with result " + std::to_string(result) + " (" +
+                             resultCodeMeaning(result) + ")"
+                       : std::string("the host cannot show a preview with these capabilities"));
+      status = kExitPluginError;
+    } else if (!writePngImage(options.outputPath, session->services.lastDisplayed, &error)) {
+      fail(error);
+      status = kExitFile;
+    }
+    hostSessionRelease(session.get());
+    return status;
   }
 
   PluginModule module;

@@ -7,7 +7,7 @@ namespace {
 HostSession* activeSession = nullptr;
 
 bool anyRectSet(const FilterRecord& r) {
-  return !rectIsEmpty(r.inRect) || !rectIsEmpty(r.outRect) || !rectIsEmpty(r.maskRect);
+  return !rectEmpty(r.inRect) || !rectEmpty(r.outRect) || !rectEmpty(r.maskRect);
 }
 
 bool sameRect(const Rect& a, const Rect& b) {
@@ -287,6 +287,21 @@ int16_t hostSessionRun(HostSession* s, PluginEntryProc entry) {
   s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
   activeSession = nullptr;
   return s->result;
+}
+
+void hostSessionActivate(HostSession* s) {
+  activeSession = s;
+  hostServicesActivate(&s->services);
+}
+
+void hostSessionCallSelector(HostSession* s, PluginEntryProc entry, int16_t selector) { callSelector(s, entry, selector); }
+
+void hostSessionDeactivate(HostSession* s) {
+  commitPendingOutput(s);
+  hostProgressFinish(&s->services);
+  s->record.inData = s->record.outData = s->record.maskData = nullptr;
+  s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
+  activeSession = nullptr;
 }
 
 void hostSessionComposeResult(const HostSession& s, HostImage* result) {

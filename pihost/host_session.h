@@ -73,6 +73,13 @@ bool hostSessionSetup(HostSession* session, const HostOptions& options, const Ho
 // protocol failure gives errPlugInHostInsufficient with `protocolError` set.
 int16_t hostSessionRun(HostSession* session, PluginEntryProc entry);
 
+// For runs that play the selectors themselves (the preview mode): make the
+// session the one advanceState and the suites serve, call one selector, and
+// let go of the session again.
+void hostSessionActivate(HostSession* session);
+void hostSessionCallSelector(HostSession* session, PluginEntryProc entry, int16_t selector);
+void hostSessionDeactivate(HostSession* session);
+
 // The picture as the host leaves it: the filtered rectangle laid into the
 // original, by the mask when there is one and the plug-in left autoMask set.
 void hostSessionComposeResult(const HostSession& session, HostImage* result);

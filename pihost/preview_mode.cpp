@@ -7,6 +7,9 @@
 #include "core/scripting.h"
 #include "core/session.h"
 #include "host/host_services.h"
+#include "pihost/host_session.h"
+
+extern "C" void PluginMain(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result);
 
 namespace {
 
@@ -104,4 +107,14 @@ PreviewOutcome runPreviewMode(FilterRecord* record, intptr_t* data, int16_t* res
   if (maxScale != nullptr) *maxScale = session->maxScale;
   endPreviewStart(session, data);
   return outcome;
+}
+
+int16_t hostSessionRunPreview(HostSession* s, const PreviewRequest& request, int32_t* maxScale,
+                              PreviewOutcome* outcome) {
+  *outcome = PREVIEW_RENDER_FAILED;
+  hostSessionActivate(s);
+  hostSessionCallSelector(s, PluginMain, filterSelectorPrepare);
+  if (s->result == 0) *outcome = runPreviewMode(&s->record, &s->data, &s->result, request, maxScale);
+  hostSessionDeactivate(s);
+  return s->result;
 }

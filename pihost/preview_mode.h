@@ -15,6 +15,7 @@
 #include "pi/plugin_interface.h"
 
 struct FilterSession;
+struct HostSession;
 
 // Parses "fit", "SCALE" or "SCALE,PANX,PANY" (pans default to 0). SCALE
 // must be a whole number of at least 1; whether it is above the opening
@@ -33,3 +34,9 @@ void endPreviewStart(FilterSession* session, intptr_t* data);
 // receives the opening scale, for the message of a scale out of range.
 PreviewOutcome runPreviewMode(FilterRecord* record, intptr_t* data, int16_t* result, const PreviewRequest& request,
                               int32_t* maxScale);
+
+// The host's side: Prepare through the plug-in's entry linked into this
+// program, then the preview in place of Start. Gives the result word; the
+// picture displayPixels received is in the session's services.
+int16_t hostSessionRunPreview(HostSession* session, const PreviewRequest& request, int32_t* maxScale,
+                              PreviewOutcome* outcome);
