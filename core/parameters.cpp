@@ -35,6 +35,12 @@ void setDefaultParameters(EdgeParameters* p) {
   p->renderRemoveNoise = 0;
 }
 
+namespace {
+
+int32_t minusOne(int32_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v) - 1u); }
+
+}  // namespace
+
 void deriveRenderFieldsOf(EdgeParameters* p) {
   int32_t divisor = p->scaleDivisor != 0 ? p->scaleDivisor : 1;
   p->renderSmoothing = p->smoothing / divisor;
@@ -45,9 +51,11 @@ void deriveRenderFieldsOf(EdgeParameters* p) {
   p->verticalField = (p->edgeExtent == 2 || p->edgeExtent == 3) ? 1 : 0;
   p->renderColorize = static_cast<uint8_t>(p->colorize & 255);
   p->renderRemoveNoise = static_cast<uint8_t>(p->removeNoise & 255);
-  p->renderSource = p->source - 1;
-  p->renderStyle = p->edgeStyle - 1;
-  p->renderChromeStyle = p->chromeStyle - 1;
+  // A script may send any 32-bit value; the subtraction wraps rather than
+  // overflows, and the readers treat what comes out as out of range.
+  p->renderSource = minusOne(p->source);
+  p->renderStyle = minusOne(p->edgeStyle);
+  p->renderChromeStyle = minusOne(p->chromeStyle);
 }
 
 void copyStyleFields(EdgeParameters* snapshot, EdgeParameters* live, CopyDirection direction) {

@@ -8,7 +8,7 @@
 #include "core/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
-#include "image/tile_walk.h"
+#include "image/rect.h"
 #include "numeric/portable_math.h"
 
 namespace {

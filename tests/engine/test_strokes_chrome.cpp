@@ -142,13 +142,6 @@ TEST(ChromeTable, AngleTurnsTheRing) {
   for (int i = 0; i < 361; ++i) ASSERT_EQ(turned[(261 + i) % 361], straight[i]) << i;
 }
 
-TEST(ChromeTable, RawWrapsAtTheByteAboveWeightHundred) {
-  uint8_t t[361];
-  buildChromeTable(5, 0, 200, t);  // v up to 2: the top half saws round
-  EXPECT_EQ(t[180], 255);          // v = 1.0 exactly at the middle
-  EXPECT_LT(t[181], 10);           // just past it, 255 + a little wraps
-}
-
 TEST(ChromeTable, CurvesOutsideTheEnumerationGiveAZeroTable) {
   uint8_t t[361];
   for (int style : {-1, 6, 7, 1000000}) {

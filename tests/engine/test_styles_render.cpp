@@ -103,35 +103,6 @@ TEST(WeightZero, ScribbleStrokesIgnoreTheSlopesStrength) {
   EXPECT_NE(strokes(71, 1), strokes(71, 2));  // tweaker 71: weight above 100
 }
 
-TEST(WeightZero, ChromePhongIsWhiteEverywhere) {
-  RenderRig rig(CORE, 3, 16);
-  rig.set(4, 20, 0);
-  rig.params.chromeStyle = 1;
-  deriveRenderFieldsOf(&rig.params);
-  rig.fillGrey([](int32_t x, int32_t y) { return discOnRamp(x, y) * 128; });
-  rig.render();
-  // Table 255 everywhere: the 16-bit lookup gives 255 * 128, the grey ramp's top.
-  for (int32_t v : rig.outputCopy()) ASSERT_EQ(v, 32640);
-}
-
-TEST(Styles, EveryStyleDrawsSomethingOnAPicture) {
-  for (int32_t depth : {8, 16})
-    for (int32_t style = 1; style <= 13; ++style) {
-      RenderRig rig(CORE, 3, depth);
-      rig.set(style, 20, 80);
-      rig.makeStrokePlane();
-      int32_t scale = depth == 8 ? 1 : 128;
-      rig.fillGrey([scale](int32_t x, int32_t y) { return discOnRamp(x, y) * scale; });
-      renderStyleFully(rig);
-      std::vector<int32_t> out = rig.outputCopy();
-      int32_t lowest = INT_MAX, highest = INT_MIN;
-      for (int32_t v : out) lowest = v < lowest ? v : lowest, highest = v > highest ? v : highest;
-      EXPECT_LT(lowest, highest) << "style " << style << " depth " << depth;
-      EXPECT_GE(lowest, 0);
-      EXPECT_LE(highest, depth == 8 ? 255 : 32640);
-    }
-}
-
 TEST(Styles, TangledSubModesCombineTroughsAndRidges) {
   // racetrack is the larger, checker the smaller, zero the difference of
   // tangled's troughs and antitangled's ridges, pixel by pixel.
@@ -271,23 +242,6 @@ TEST(OutOfRange, NeitherPlaneBehavesAsAFlatField) {
   halo.fillGrey([](int32_t, int32_t) { return 200; });
   halo.render();
   for (int32_t v : halo.outputCopy()) ASSERT_EQ(v, flatHalo(10, 200));
-}
-
-TEST(OneExtent, RemoveNoiseHasNoEffectWithASinglePlane) {
-  for (int32_t extent : {1, 2}) {
-    std::vector<int32_t> out[2];
-    for (int32_t noise = 0; noise < 2; ++noise) {
-      RenderRig rig(CORE, 3, 8);
-      rig.params.edgeExtent = extent;
-      rig.params.removeNoise = noise;
-      rig.params.chromeStyle = 2;
-      rig.set(4, 20, 60);
-      rig.fillGrey(discOnRamp);
-      rig.render();
-      out[noise] = rig.outputCopy();
-    }
-    EXPECT_EQ(out[0], out[1]) << "extent " << extent;
-  }
 }
 
 TEST(PlanePass, EmptyPlaneGivesTheRampsEnds) {
