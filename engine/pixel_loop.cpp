@@ -69,56 +69,70 @@ void readBase<uint16_t>(const PixelMap* tile, int32_t x, int32_t y, bool, int32_
   *alpha = 32768;  // the tile's own alpha is not read at 16 bits
 }
 
+// The three stores. Each is instantiated with the loop, so the choice of
+// target is made once per row, not per pixel.
 template <typename Sample>
-void storePixel(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
-  constexpr bool eight = sizeof(Sample) == 1;
-  if (loop.target == 2) {
-    PixelMap* map = loop.exportMap;
-    if (map == nullptr) return;
-    int32_t c0 = top[0], c1 = loop.greyImage ? top[0] : top[1], c2 = loop.greyImage ? top[0] : top[2];
-    int32_t x = column + loop.tileLeft, y = row + loop.tileTop;
-    if (map->format == PIXEL_RGBA8) {
-      if (!eight) {
-        auto narrow = [](int32_t v) { v = (v + 1) >> 7; return v > 255 ? 255 : v; };
-        c0 = narrow(c0), c1 = narrow(c1), c2 = narrow(c2), alpha = narrow(alpha);
-      }
-      setBytes4(x, y, map, 0, c0, c1, c2, alpha);
-    } else if (map->format == PIXEL_RGBA16) {
-      setWords4(x, y, map, 0, c0, c1, c2, alpha);
-    }
-    return;
-  }
-  if (loop.out == nullptr) return;
+inline void storeFinal(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
   Sample* out = reinterpret_cast<Sample*>(loop.out) + row * loop.outRowStep + column * loop.outColumnStep;
-  int32_t channels = loop.greyImage ? 1 : 3;
-  if (loop.target == 0) {
-    for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>(top[k]);
-    if (loop.transparency) out[loop.alphaIndex] = static_cast<Sample>(alpha);
-    return;
+  out[0] = static_cast<Sample>(top[0]);
+  if (!loop.greyImage) {
+    out[1] = static_cast<Sample>(top[1]);
+    out[2] = static_cast<Sample>(top[2]);
   }
-  // The preview: composed over a checkerboard of 8-sample checks, aligned to
-  // the output rectangle, weighted by the selection's coverage.
+  if (loop.transparency) out[loop.alphaIndex] = static_cast<Sample>(alpha);
+}
+
+// The preview: composed over a checkerboard of 8-sample checks, aligned to
+// the output rectangle, weighted by the selection's coverage.
+template <typename Sample>
+inline void storePreview(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
+  constexpr bool eight = sizeof(Sample) == 1;
+  Sample* out = reinterpret_cast<Sample*>(loop.out) + row * loop.outRowStep + column * loop.outColumnStep;
+  const int32_t channels = loop.greyImage ? 1 : 3;
   int32_t m = selectionCoverage(column, row, loop.session);
-  bool light = ((column ^ row) & 8) == 0;
+  const bool light = ((column ^ row) & 8) == 0;
   if (eight) {
     if (m > 127) ++m;
     if (loop.transparency) {
       out[loop.alphaIndex] = 255;
       m = (m * alpha) >> 8;
     }
-    int32_t c = light ? 255 : 204;
+    const int32_t c = light ? 255 : 204;
     for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>((m * top[k] + c * (256 - m)) >> 8);
   } else {
     if (loop.transparency) {
       out[loop.alphaIndex] = 32768;
       m = (m * alpha) >> 15;
     }
-    int32_t c = light ? 32640 : 26112;
+    const int32_t c = light ? 32640 : 26112;
     for (int32_t k = 0; k < channels; ++k) out[k] = static_cast<Sample>((m * top[k] + c * (255 - m)) >> 8);
   }
 }
 
+// An export map at the tile's place in the picture; a 16-bit picture into an
+// 8-bit map is narrowed channel by channel.
 template <typename Sample>
+inline void storeExport(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
+  constexpr bool eight = sizeof(Sample) == 1;
+  PixelMap* map = loop.exportMap;
+  if (map == nullptr) return;
+  int32_t c0 = top[0], c1 = loop.greyImage ? top[0] : top[1], c2 = loop.greyImage ? top[0] : top[2];
+  const int32_t x = column + loop.tileLeft, y = row + loop.tileTop;
+  if (map->format == PIXEL_RGBA8) {
+    if (!eight) {
+      auto narrow = [](int32_t v) {
+        v = (v + 1) >> 7;
+        return v > 255 ? 255 : v;
+      };
+      c0 = narrow(c0), c1 = narrow(c1), c2 = narrow(c2), alpha = narrow(alpha);
+    }
+    setBytes4(x, y, map, 0, c0, c1, c2, alpha);
+  } else if (map->format == PIXEL_RGBA16) {
+    setWords4(x, y, map, 0, c0, c1, c2, alpha);
+  }
+}
+
+template <typename Sample, int Target, bool Glued>
 void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
   constexpr bool eight = sizeof(Sample) == 1;
   const int32_t maxValue = loop.maxValue;
@@ -135,13 +149,43 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
     } else {
       int32_t i = (e + 1) >> 7;
       if (i > 255) i = 255;
-      int32_t j = i + 1 > 255 ? 255 : i + 1;
-      int32_t f = e & 127;
+      const int32_t j = i + 1 > 255 ? 255 : i + 1;
+      const int32_t f = e & 127;
       for (int32_t k = 0; k < 3; ++k) top[k] = loop.ramp[i][k] * (128 - f) + loop.ramp[j][k] * f;
     }
     if (loop.greyImage) top[0] = (top[0] * 77 + top[1] * 150 + top[2] * 28) >> 8;
-    if (loop.glue != nullptr) loop.glue(top, base, *loop.glueTables);
-    storePixel<Sample>(loop, row, column, top, alpha);
+    if (Glued) loop.glue(top, base, *loop.glueTables);
+    if (Target == 0)
+      storeFinal<Sample>(loop, row, column, top, alpha);
+    else if (Target == 1)
+      storePreview<Sample>(loop, row, column, top, alpha);
+    else
+      storeExport<Sample>(loop, row, column, top, alpha);
+  }
+}
+
+template <typename Sample, int Target>
+void shadeRowFor(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  if (loop.glue != nullptr)
+    shadeRowOf<Sample, Target, true>(loop, row, edges, tile, applyFlip);
+  else
+    shadeRowOf<Sample, Target, false>(loop, row, edges, tile, applyFlip);
+}
+
+template <typename Sample>
+void shadeRowAt(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  switch (loop.target) {
+    case 0:
+      if (loop.out != nullptr) shadeRowFor<Sample, 0>(loop, row, edges, tile, applyFlip);
+      break;
+    case 1:
+      if (loop.out != nullptr) shadeRowFor<Sample, 1>(loop, row, edges, tile, applyFlip);
+      break;
+    case 2:
+      shadeRowFor<Sample, 2>(loop, row, edges, tile, applyFlip);
+      break;
+    default:
+      break;
   }
 }
 
@@ -149,7 +193,7 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
 
 void shadeRow(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
   if (loop.eightBit)
-    shadeRowOf<uint8_t>(loop, row, edges, tile, applyFlip);
+    shadeRowAt<uint8_t>(loop, row, edges, tile, applyFlip);
   else
-    shadeRowOf<uint16_t>(loop, row, edges, tile, applyFlip);
+    shadeRowAt<uint16_t>(loop, row, edges, tile, applyFlip);
 }

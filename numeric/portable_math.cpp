@@ -369,13 +369,6 @@ double arcTangent2Positive(double ay, double ax, bool xNegative) {
 
 // ---------------------------------------------------------------------------
 
-double squareRoot(double x) {
-  __m128d v = _mm_set_sd(x);
-  return _mm_cvtsd_f64(_mm_sqrt_sd(v, v));
-}
-
-float squareRootF(float x) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(x))); }
-
 double exponential(double x) {
   if (isNan(x)) return x + x;
   return expOfPair(x, 0.0);

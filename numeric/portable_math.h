@@ -16,12 +16,14 @@
 // quiet NaN; a NaN argument comes back quieted.
 #pragma once
 
+#include <emmintrin.h>
+
 namespace numeric {
 
 // The IEEE sqrt instruction (correctly rounded). sqrt(-0) = -0, negative
 // input gives NaN, sqrt(inf) = inf.
-double squareRoot(double x);
-float  squareRootF(float x);
+inline double squareRoot(double x);
+inline float squareRootF(float x);
 
 // e^x. exp(0) = 1 exactly, exp(-inf) = +0, exp(inf) = inf; overflows to inf
 // above about 709.78 and underflows through the subnormals to +0 below
@@ -64,5 +66,13 @@ double arcTangent2(double y, double x);
 // Largest integer not above x, exact. floor(-0) = -0, ±inf and NaN come
 // back unchanged (NaN quieted).
 double floorOf(double x);
+
+// The square roots are the IEEE instructions themselves, in line: they sit
+// in the innermost loops of the styles.
+inline double squareRoot(double x) {
+  __m128d v = _mm_set_sd(x);
+  return _mm_cvtsd_f64(_mm_sqrt_sd(v, v));
+}
+inline float squareRootF(float x) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(x))); }
 
 }  // namespace numeric

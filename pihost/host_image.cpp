@@ -59,6 +59,8 @@ OSErr prepareBuffer(const CutRequest& request, int32_t samplesPerPixel, int32_t 
   int64_t total = rowBytes * buffer->height;
   if (total > kMaxHostBufferBytes || request.rowPaddingBytes < 0) return memFullErr;
   buffer->rowBytes = int32_t(rowBytes);
+  // The vector keeps its capacity from one request to the next, so a run of
+  // tiles does not allocate afresh for each.
   buffer->bytes.assign(size_t(total), 0);
   return noErr;
 }
@@ -82,16 +84,28 @@ void copyRowSamples(const uint16_t* source, int32_t stride, int32_t samplesPerPi
       std::memcpy(row, source, size_t(samplesPerPixel) * 2);
     return;
   }
+  if (stride == samplesPerPixel) {
+    // All planes: one narrowing run over the whole row.
+    const size_t n = size_t(count) * size_t(stride);
+    for (size_t i = 0; i < n; ++i) row[i] = uint8_t(source[i]);
+    return;
+  }
   for (int32_t x = 0; x < count; ++x, source += stride)
     for (int32_t p = 0; p < samplesPerPixel; ++p) *row++ = uint8_t(source[p]);
 }
 
 }  // namespace
 
+void clearHostBuffer(HostBuffer* buffer) {
+  buffer->bytes.clear();
+  buffer->rowBytes = buffer->width = buffer->height = buffer->samplesPerPixel = 0;
+  buffer->bytesPerSample = 1;
+}
+
 OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer* buffer) {
   const int32_t planes = imagePlanes(image);
   if (rectEmpty(request.rect)) {
-    *buffer = HostBuffer{};
+    clearHostBuffer(buffer);
     return noErr;
   }
   if (request.loPlane < 0 || request.hiPlane >= planes || request.loPlane > request.hiPlane) return paramErr;
@@ -133,7 +147,7 @@ OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer
 
 OSErr cutMaskRect(const HostMask& mask, const CutRequest& request, HostBuffer* buffer) {
   if (rectEmpty(request.rect)) {
-    *buffer = HostBuffer{};
+    clearHostBuffer(buffer);
     return noErr;
   }
   if (request.rate <= 0 || mask.width <= 0 || mask.height <= 0) return paramErr;

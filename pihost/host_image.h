@@ -82,6 +82,9 @@ struct HostBuffer {
 };
 
 
+// Empties a buffer but keeps its memory for the next request.
+void clearHostBuffer(HostBuffer* buffer);
+
 // The largest buffer the host hands out, so a wild rectangle cannot exhaust memory.
 constexpr int64_t kMaxHostBufferBytes = int64_t(1) << 30;
 

@@ -61,6 +61,9 @@ OSErr PI_CALL allocateBuffer(int32_t size, BufferID* bufferID) {
   std::memset(data, kFreshBufferPattern, size_t(size));
   *record = BufferRecord{data, size, 0};
   activeServices->liveBuffers[record] = size;
+  activeServices->liveBufferBytes += size;
+  if (activeServices->liveBufferBytes > activeServices->peakBufferBytes)
+    activeServices->peakBufferBytes = activeServices->liveBufferBytes;
   *bufferID = record;
   return noErr;
 }
@@ -81,6 +84,7 @@ void PI_CALL freeBuffer(BufferID bufferID) {
   BufferRecord* record = findBuffer(bufferID);
   if (!record) return;
   activeServices->liveBuffers.erase(record);
+  activeServices->liveBufferBytes -= record->size;
   std::free(record->data);
   std::free(record);
 }

@@ -55,6 +55,8 @@ struct HostServices {
   // Live memory, for leak checks: handle records and buffer records by address.
   std::map<void*, int32_t> liveHandles;   // record -> size
   std::map<void*, int32_t> liveBuffers;   // record -> size
+  int64_t liveBufferBytes = 0;  // bytes in live buffers, and the most at once
+  int64_t peakBufferBytes = 0;
   int64_t allocateCalls = 0;
   int64_t failedAllocations = 0;
 

@@ -48,9 +48,9 @@ OSErr fillBuffers(HostSession* s) {
   commitPendingOutput(s);
   r.inData = r.outData = r.maskData = nullptr;
   r.inRowBytes = r.outRowBytes = r.maskRowBytes = 0;
-  s->inBuffer = HostBuffer{};
-  s->outBuffer = HostBuffer{};
-  s->maskBuffer = HostBuffer{};
+  clearHostBuffer(&s->inBuffer);
+  clearHostBuffer(&s->outBuffer);
+  clearHostBuffer(&s->maskBuffer);
 
   const bool sampling = r.samplingSupport != 0;
   const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;

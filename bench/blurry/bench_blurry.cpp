@@ -44,6 +44,7 @@ void runOnce(benchmark::State& state, const std::vector<std::string>& arguments)
     state.SkipWithError(error.c_str());
     return;
   }
+  double pluginPeakMB = 0;
   for (auto _ : state) {
     state.PauseTiming();
     auto* session = new HostSession;
@@ -56,12 +57,16 @@ void runOnce(benchmark::State& state, const std::vector<std::string>& arguments)
     int16_t result = hostSessionRun(session, PluginMain);
     state.PauseTiming();
     if (result != 0) state.SkipWithError("the filter failed");
+    pluginPeakMB = static_cast<double>(session->services.peakBufferBytes) / (1024.0 * 1024.0);
     hostSessionRelease(session);
     delete session;
     state.ResumeTiming();
   }
   const double pixels = 4096.0 * 4096.0;
   state.counters["MP/s"] = benchmark::Counter(pixels / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+  // What the plug-in held at most through the host's buffers: the tile, the
+  // field planes, the work area and the one-byte stroke plane.
+  state.counters["plug-in peak MB"] = pluginPeakMB;
   struct rusage usage;
   getrusage(RUSAGE_SELF, &usage);
   state.counters["peak RSS MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
