@@ -4,8 +4,6 @@
 
 #include "core/session.h"
 
-void loadCachedSettings(FilterSession*) {}
-void saveCachedSettings(FilterSession*) {}
 void loadDotMap(FilterSession*) {}
 void saveDotMap(FilterSession*) {}
 void storeUndoSnapshot(FilterSession*) {}

@@ -52,9 +52,8 @@ void renderBlurry(FilterSession* session, const RenderContext& context, PixelMap
   const int32_t side = context.fieldSide;
   int32_t* edges = edgeRowBuffer(loop.columns);
   for (int32_t row = 0; row < loop.rows; ++row) {
-    const size_t at = static_cast<size_t>(row + 1) * side + 1;
-    const double* gx = context.gradientX ? context.gradientX + at : nullptr;
-    const double* gy = context.gradientY ? context.gradientY + at : nullptr;
+    const double* gx = fieldRow(context.gradientX, side, row);
+    const double* gy = fieldRow(context.gradientY, side, row);
     if (gx && gy)
       blurryRow<true, true>(gx, gy, k, loop.maxValue, loop.columns, edges);
     else if (gx)

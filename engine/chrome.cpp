@@ -78,9 +78,8 @@ void renderChrome(FilterSession* session, const RenderContext& context, PixelMap
   const int32_t side = context.fieldSide;
   int32_t* edges = edgeRowBuffer(loop.columns);
   for (int32_t row = 0; row < loop.rows; ++row) {
-    size_t at = static_cast<size_t>(row + 1) * side + 1;
-    const double* gx = context.gradientX ? context.gradientX + at : nullptr;
-    const double* gy = context.gradientY ? context.gradientY + at : nullptr;
+    const double* gx = fieldRow(context.gradientX, side, row);
+    const double* gy = fieldRow(context.gradientY, side, row);
     for (int32_t c = 0; c < loop.columns; ++c) {
       double theta;
       if (gx && gy) {

@@ -22,6 +22,12 @@ struct RenderContext {
   uint8_t chromeTable[361];
 };
 
+// The field samples of core row `row`, from its column 0: the plane's row
+// row + 1 from column 1. Null when the plane is absent.
+inline const double* fieldRow(const double* plane, int32_t side, int32_t row) {
+  return plane ? plane + static_cast<size_t>(row + 1) * side + 1 : nullptr;
+}
+
 void renderTile(FilterSession* session, PixelMap* tile);
 void renderStrokePlaneTile(FilterSession* session, PixelMap* tile);
 

@@ -86,9 +86,8 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   const double* magnitudes = magnitudePlane(context, loop.rows, loop.columns, 1.0);
   int32_t* edges = edgeRowBuffer(loop.columns);
   for (int32_t row = 0; row < loop.rows; ++row) {
-    size_t at = static_cast<size_t>(row + 1) * side + 1;
-    const double* gx = context.gradientX ? context.gradientX + at : nullptr;
-    const double* gy = context.gradientY ? context.gradientY + at : nullptr;
+    const double* gx = fieldRow(context.gradientX, side, row);
+    const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
     for (int32_t c = 0; c < loop.columns; ++c) {
       double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
@@ -115,9 +114,8 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   const int32_t width = columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, rows, columns, styleScaleDivisor(session));
   for (int32_t row = 0; row < rows; ++row) {
-    size_t at = static_cast<size_t>(row + 1) * side + 1;
-    const double* gx = context.gradientX ? context.gradientX + at : nullptr;
-    const double* gy = context.gradientY ? context.gradientY + at : nullptr;
+    const double* gx = fieldRow(context.gradientX, side, row);
+    const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
     const float y = static_cast<float>(row + session->tileTop);
     for (int32_t c = 0; c < columns; ++c) {

@@ -79,8 +79,16 @@ void BM_BlurrySmoothing100(benchmark::State& state) {
   runOnce(state, {"--edge-style", "blurry", "--smoothing", "100"});
 }
 
+// Each glue mode against "normal" (mode 1): the final run of "blurry" at
+// smoothing 20 with the mode laid in. Compare the MP/s of each row with the
+// first; no mode should make the run more than three times slower.
+void BM_BlurryGlue(benchmark::State& state) {
+  runOnce(state, {"--edge-style", "blurry", "--smoothing", "20", "--glue", std::to_string(state.range(0))});
+}
+
 }  // namespace
 
+BENCHMARK(BM_BlurryGlue)->DenseRange(1, 62)->Iterations(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_BlurrySmoothing20)->Unit(benchmark::kMillisecond)->MinTime(2.0)->UseRealTime();
 BENCHMARK(BM_BlurrySmoothing100)->Unit(benchmark::kMillisecond)->MinTime(2.0)->UseRealTime();
 BENCHMARK_MAIN();

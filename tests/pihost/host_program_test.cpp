@@ -122,7 +122,7 @@ TEST(HostProgram, FailuresLeaveNoOutputFile) {
       {{"--cancel-after", "1", scratch("err_in.png"), scratch("err_out.png")}, kExitPluginError, "-128"},
       {{"--plugin", scratch("nothing.so"), scratch("err_in.png"), scratch("err_out.png")}, kExitFile,
        "cannot load the plug-in"},
-      {{"--preview", "fit", scratch("err_in.png"), scratch("err_out.png")}, kExitUsage, "not available yet"},
+      {{"--preview", "0", scratch("err_in.png"), scratch("err_out.png")}, kExitUsage, "--preview"},
   };
   for (const auto& c : cases) {
     std::remove(scratch("err_out.png").c_str());
