@@ -269,6 +269,8 @@ const char* hostUsageText() {
          "  --chrome-style NAME|N   Phong, sine, puddles, bumps, spike, raw\n"
          "  --glue NAME|N           normal, difference, pin light, ... (1..62)\n"
          "  --colorize 0|1          --remove-noise 0|1     --flip 0|1\n"
+         "  --preset FILE           the eleven parameters of a settings file (.q4t); the\n"
+         "                          options above, when given too, override it\n"
          "\n"
          "Picture and host:\n"
          "  --selection L,T,R,B     filter rectangle (default the whole picture)\n"

@@ -1,6 +1,7 @@
 #include "pihost/host_program.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #if defined(_WIN32)
@@ -13,11 +14,14 @@
 #define ML_FILENO(f) fileno(f)
 #endif
 
+#include "core/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"
 #include "pihost/png_io.h"
 #include "pihost/preview_mode.h"
+#include "presets/settings_file.h"
+#include "presets/settings_workspace.h"
 
 namespace {
 
@@ -43,6 +47,63 @@ bool writeTextFile(const std::string& path, const std::string& text, std::string
     *error = "cannot write " + path;
     return false;
   }
+  return true;
+}
+
+// The descriptor item that carries a parameter's value, typed by its key.
+DescriptorItem presetItem(const ScriptKey& key, int32_t value) {
+  DescriptorItem item;
+  item.key = key.key;
+  switch (key.kind) {
+    case SCRIPT_ENUMERATED:
+      item.type = typeEnumerated;
+      item.enumType = key.enumerationType;
+      item.value = int32_t(mapNumberToCode(value, key.enumerationType));  // '<NO>' out of range
+      break;
+    case SCRIPT_INTEGER:
+      item.type = typeInteger;
+      item.value = value;
+      break;
+    case SCRIPT_BOOLEAN:
+      item.type = typeBoolean;
+      item.value = (value & 0xFF) != 0 ? 1 : 0;  // the low byte, as the plug-in records it
+      break;
+  }
+  return item;
+}
+
+// --preset FILE: the file is read by the plug-in's own reader, and its eleven
+// scripted parameters join the descriptor. A parameter also given as an
+// option keeps the option's value. The descriptor stays in key-table order.
+bool applyPresetFile(HostOptions* options, std::string* error) {
+  std::error_code fileError;
+  if (!std::filesystem::is_regular_file(options->presetPath, fileError)) {
+    *error = "cannot open preset " + options->presetPath;
+    return false;
+  }
+  auto workspace = std::make_unique<SettingsWorkspace>();
+  SettingsReadReport report{};
+  bool read = openSettingsWorkspace(workspace.get(), nullptr) &&
+              readSettingsFileReported(&workspace->session, options->presetPath.c_str(), SettingsReadAll,
+                                       &report) == 0;
+  closeSettingsWorkspace(workspace.get());
+  if (!read) {
+    *error = "cannot read preset " + options->presetPath;
+    return false;
+  }
+  if (report.endedEarly)
+    std::fprintf(stderr, "marrowline-host: preset %s ends early; the parameters it lacks take their defaults\n",
+                 options->presetPath.c_str());
+  std::vector<DescriptorItem> merged;
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) {
+    const ScriptKey* key = scriptKeyAt(i);
+    if (key == nullptr) continue;
+    bool given = false;
+    for (const DescriptorItem& item : options->descriptorItems)
+      if (item.key == key->key) merged.push_back(item), given = true;
+    if (!given) merged.push_back(presetItem(*key, *scriptField(&workspace->parameters, *key)));
+  }
+  options->descriptorItems = merged;
   return true;
 }
 
@@ -75,8 +136,14 @@ int runHostProgram(int argc, const char* const* argv) {
       break;
   }
   if (!options.presetPath.empty()) {
-    fail("--preset is not available yet");
-    return kExitUsage;
+    if (!options.descriptors) {
+      fail("--preset goes to the plug-in as a descriptor: it cannot be used with --no-descriptors");
+      return kExitUsage;
+    }
+    if (!applyPresetFile(&options, &error)) {
+      fail(error);
+      return kExitFile;
+    }
   }
   PreviewRequest previewRequest{};
   if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {

@@ -362,3 +362,77 @@ TEST(Scripting, DescriptorWrittenBackHoldsEveryKey) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Scripting, EveryKeySentComesBackUnchanged) {
+  HostImage input = makeTestPicture(50, 40, 1, false, 8, 12);
+  std::string in = scratchPath("all-keys-in.png"), out = scratchPath("all-keys-out.png");
+  std::string record = scratchPath("all-keys.txt");
+  writePicture(in, input);
+  ASSERT_EQ(runHost({"--edge-style", "12", "--smoothing", "7", "--tweaker", "99", "--edge-extent", "left to right",
+                     "--source", "blue", "--colorize", "1", "--chrome-style", "puddles", "--angle", "300",
+                     "--remove-noise", "0", "--glue", "pin light", "--flip", "1", "--record", record},
+                    in, out)
+                .exitCode,
+            0);
+  std::vector<std::string> lines = readLines(record);
+  const std::vector<std::string> expected = {"EDky enum ED12", "0002 int 7",     "0003 int 99",    "EEky enum EE02",
+                                             "Esky enum Es04", "0006 bool 1",    "ECky enum EC03", "0008 int 300",
+                                             "0009 bool 0",    "GLUE enum GL18", "0011 bool 1"};
+  EXPECT_EQ(lines, expected);
+}
+
+TEST(Transparency, LayerWithMaskIsFilterCaseFive) {
+  HostImage input = makeTestPicture(120, 90, 3, true, 8, 13);
+  HostImage mask;
+  hostImageAllocate(&mask, 120, 90, 1, false, 8, 0);
+  for (int32_t y = 0; y < 90; ++y)
+    for (int32_t x = 60; x < 120; ++x) hostImageAt(mask, x, y)[0] = 255;
+  std::string maskPath = scratchPath("mask5.png");
+  writePicture(maskPath, mask);
+  HostImage plain = renderWith(input, blurryOptions(20, 80), "case4");
+  std::vector<std::string> options = blurryOptions(20, 80);
+  options.push_back("--mask");
+  options.push_back(maskPath);
+  HostImage masked = renderWith(input, options, "case5");
+  for (int32_t y = 0; y < 90; ++y)
+    for (int32_t x = 0; x < 120; ++x)
+      for (int32_t c = 0; c < 4; ++c) {
+        int32_t want = x < 60 ? hostImageAt(input, x, y)[c] : hostImageAt(plain, x, y)[c];
+        ASSERT_EQ(hostImageAt(masked, x, y)[c], want) << x << "," << y << " channel " << c;
+      }
+}
+
+// The preview of the substitute host: what displayPixels received for the
+// dialog's pane.
+TEST(Preview, PaneShowsTheFilteredPictureAtTheFitScale) {
+  HostImage input = makeTestPicture(2000, 1500, 3, false, 16, 14);
+  std::string in = scratchPath("preview-in.png");
+  writePicture(in, input);
+  std::string fit = scratchPath("preview-fit.png"), two = scratchPath("preview-2.png");
+  ASSERT_EQ(runHost({"--edge-style", "blurry", "--preview", "fit"}, in, fit).exitCode, 0);
+  HostImage shown = readPicture(fit);
+  EXPECT_EQ(shown.depth, 8);  // always 8-bit, whatever the picture
+  EXPECT_EQ(shown.width, 500);
+  EXPECT_EQ(shown.height, 375);
+
+  ASSERT_EQ(runHost({"--edge-style", "blurry", "--preview", "2,400,300"}, in, two).exitCode, 0);
+  HostImage panned = readPicture(two);
+  EXPECT_EQ(panned.width, 518);
+  EXPECT_EQ(panned.height, 377);
+
+  std::string bad = scratchPath("preview-bad.png");
+  std::remove(bad.c_str());
+  HostRun tooFar = runHost({"--preview", "5"}, in, bad);
+  EXPECT_NE(tooFar.exitCode, 0);
+  EXPECT_NE(tooFar.errorText.find("between 1 and 4"), std::string::npos) << tooFar.errorText;
+  EXPECT_FALSE(fileExists(bad));
+
+  // Without sampling the host cannot reduce: the pane shows full size.
+  std::string unsampled = scratchPath("preview-unsampled.png");
+  ASSERT_EQ(runHost({"--edge-style", "blurry", "--preview", "fit", "--no-sampling"}, in, unsampled).exitCode, 0);
+  EXPECT_EQ(readPicture(unsampled).width, 518);
+}
+
+}  // namespace
