@@ -260,7 +260,7 @@ int16_t readSettingsFileReported(FilterSession* session, const char* path, Setti
     }
     int32_t secondBlockVersion = 0, glue = 0, flip = 0;
     if (takeWord(&cursor, &secondBlockVersion) && takeWord(&cursor, &glue) && all) p->glue = glue;
-    if (takeWord(&cursor, &flip) && all) p->flip = flip;
+    takeWord(&cursor, &flip); if (all) p->flip = flip;
     // An old file's tweaker is on the old scale even when the file ends early.
     if (all && tweakerTaken && version < SETTINGS_FIRST_NEW_TWEAKER_VERSION) p->tweaker = remapOldTweaker(p->tweaker);
     if (version >= SETTINGS_FIRST_THUMBNAIL_VERSION && !cursor.ended)

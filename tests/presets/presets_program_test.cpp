@@ -14,7 +14,7 @@
 
 namespace {
 
-std::string quoted(const std::string& s) {
+std::string shellQuoted(const std::string& s) {
   std::string q = "'";
   for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return q + "'";
@@ -29,7 +29,7 @@ struct ToolRun {
 ToolRun runTool(const std::string& arguments) {
   const std::string outPath = scratchPath("tool-out.txt"), errPath = scratchPath("tool-err.txt");
   const std::string tool = std::string(ML_NATIVE_BIN) + "/marrowline-preset";
-  int status = std::system((quoted(tool) + " " + arguments + " >" + quoted(outPath) + " 2>" + quoted(errPath)).c_str());
+  int status = std::system((shellQuoted(tool) + " " + arguments + " >" + shellQuoted(outPath) + " 2>" + shellQuoted(errPath)).c_str());
   ToolRun run;
   run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   std::ifstream out(outPath), err(errPath);
@@ -43,7 +43,7 @@ ToolRun runTool(const std::string& arguments) {
 class TempFolder {
  public:
   explicit TempFolder(const std::string& name) : folder_(scratchPath(name)) {
-    std::system(("rm -rf " + quoted(folder_) + " && mkdir -p " + quoted(folder_)).c_str());
+    std::system(("rm -rf " + shellQuoted(folder_) + " && mkdir -p " + shellQuoted(folder_)).c_str());
     const char* previous = std::getenv("TMPDIR");
     hadPrevious_ = previous != nullptr;
     if (previous) previous_ = previous;
@@ -117,7 +117,7 @@ TEST(CachedSettings, NotLoadedWhenAScriptIsPresent) {
   // when it was loaded.
   TempFolder temp("scripted");
   const std::string red = solidRedPicture();
-  ToolRun made = runTool("write " + quoted(temp.cache()) + " --edge-style blurry --thumbnail " + quoted(red));
+  ToolRun made = runTool("write " + shellQuoted(temp.cache()) + " --edge-style blurry --thumbnail " + shellQuoted(red));
   ASSERT_EQ(made.exitCode, 0) << made.err;
   double mean[3];
   bool hasThumbnail = false;
@@ -131,7 +131,7 @@ TEST(CachedSettings, NotLoadedWhenAScriptIsPresent) {
 
   // A host whose scripts the filter ignores loads it: the red comes back,
   // with the cached edge style.
-  made = runTool("write " + quoted(temp.cache()) + " --edge-style blurry --thumbnail " + quoted(red));
+  made = runTool("write " + shellQuoted(temp.cache()) + " --edge-style blurry --thumbnail " + shellQuoted(red));
   ASSERT_EQ(made.exitCode, 0);
   const Bytes viaCache = runAndKeep({"--dialog", "--host-sig", "PSP8"}, "psp8.png");
   thumbnailMean(temp.cache(), mean, &hasThumbnail);
@@ -143,7 +143,7 @@ TEST(CachedSettings, NotLoadedWhenAScriptIsPresent) {
 TEST(HostPreset, AppliesThroughTheDescriptorAndOptionsOverride) {
   TempFolder temp("preset");
   const std::string preset = scratchPath("preset.q4t");
-  ToolRun made = runTool("write " + quoted(preset) +
+  ToolRun made = runTool("write " + shellQuoted(preset) +
                          " --edge-style chrome --chrome-style sine --glue screendim --source green --angle 200");
   ASSERT_EQ(made.exitCode, 0) << made.err;
   const std::string record = scratchPath("record.txt");
@@ -173,16 +173,16 @@ TEST(HostPreset, AppliesThroughTheDescriptorAndOptionsOverride) {
 
 TEST(PresetTool, WriteShowAndThumbnail) {
   const std::string file = scratchPath("tool.q4t");
-  ToolRun run = runTool("write " + quoted(file));
+  ToolRun run = runTool("write " + shellQuoted(file));
   ASSERT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(fileBytes(file).size(), 64u);  // defaults, no thumbnail
 
-  run = runTool("write " + quoted(file) +
+  run = runTool("write " + shellQuoted(file) +
                 " --edge-style 3 --smoothing 5 --tweaker=99 --edge-extent 'left to right' --source green"
                 " --colorize 1 --edge-spare 2 --chrome-style raw --angle 359 --remove-noise 0 --glue 61 --flip 1"
-                " --thumbnail " + quoted(solidRedPicture()));
+                " --thumbnail " + shellQuoted(solidRedPicture()));
   ASSERT_EQ(run.exitCode, 0) << run.err;
-  run = runTool("show " + quoted(file));
+  run = runTool("show " + shellQuoted(file));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.out,
             "edge style = thin/soft\n"
@@ -201,7 +201,7 @@ TEST(PresetTool, WriteShowAndThumbnail) {
             "thumbnail = 128 x 128\n");
 
   const std::string png = scratchPath("thumb.png");
-  run = runTool("thumbnail " + quoted(file) + " " + quoted(png));
+  run = runTool("thumbnail " + shellQuoted(file) + " " + shellQuoted(png));
   ASSERT_EQ(run.exitCode, 0) << run.err;
   HostImage thumb = readPicture(png);
   EXPECT_EQ(thumb.width, 128);
@@ -214,7 +214,7 @@ TEST(PresetTool, WriteShowAndThumbnail) {
 TEST(PresetTool, OldAndCutFilesShowWhatTheReaderKept) {
   const std::string file = scratchPath("old.q4t");
   writeBytesTo(file, wordsOf({188, 1, 20, 100, 3, 1, 0, 4, 1, 45, 1, 0, 1, 62, 0}));
-  ToolRun run = runTool("show " + quoted(file));
+  ToolRun run = runTool("show " + shellQuoted(file));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_NE(run.out.find("edge style = blurry\n"), std::string::npos);
   EXPECT_NE(run.out.find("tweaker = 61\n"), std::string::npos);
@@ -222,7 +222,7 @@ TEST(PresetTool, OldAndCutFilesShowWhatTheReaderKept) {
   EXPECT_NE(run.out.find("format version = 188\nno thumbnail\n"), std::string::npos) << run.out;
 
   writeBytesTo(file, wordsOf({190, 9, 44}));
-  run = runTool("show " + quoted(file));
+  run = runTool("show " + shellQuoted(file));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_NE(run.out.find("edge style = racetrack\nsmoothing = 44\ntweaker = 80\n"), std::string::npos) << run.out;
   EXPECT_NE(run.err.find("ends early"), std::string::npos);
@@ -230,7 +230,7 @@ TEST(PresetTool, OldAndCutFilesShowWhatTheReaderKept) {
 
 TEST(PresetTool, ErrorsAreOneLineAndNonZero) {
   const std::string file = scratchPath("plain.q4t");
-  ASSERT_EQ(runTool("write " + quoted(file)).exitCode, 0);
+  ASSERT_EQ(runTool("write " + shellQuoted(file)).exitCode, 0);
   struct Case {
     std::string arguments;
     int exitCode;
@@ -240,15 +240,15 @@ TEST(PresetTool, ErrorsAreOneLineAndNonZero) {
       {"", 2, "no command"},
       {"frobnicate x", 2, "unknown command"},
       {"show", 2, "show takes one FILE"},
-      {"show " + quoted(scratchPath("absent.q4t")), 3, "cannot open"},
-      {"show " + quoted(scratchPath("")), 3, "cannot open"},
-      {"write " + quoted(file) + " --edge-style sideways", 2, "unknown edge style \"sideways\""},
-      {"write " + quoted(file) + " --flip 2", 2, "--flip takes 0 or 1"},
-      {"write " + quoted(file) + " --angle", 2, "--angle needs a value"},
-      {"write " + quoted(file) + " --sparkle 1", 2, "unknown option --sparkle"},
-      {"write " + quoted(file) + " --thumbnail " + quoted(scratchPath("absent.png")), 3, ""},
-      {"write " + quoted(scratchPath("no/such/folder.q4t")), 3, "cannot write"},
-      {"thumbnail " + quoted(file) + " " + quoted(scratchPath("t.png")), 1, "holds no thumbnail"},
+      {"show " + shellQuoted(scratchPath("absent.q4t")), 3, "cannot open"},
+      {"show " + shellQuoted(scratchPath("")), 3, "cannot open"},
+      {"write " + shellQuoted(file) + " --edge-style sideways", 2, "unknown edge style \"sideways\""},
+      {"write " + shellQuoted(file) + " --flip 2", 2, "--flip takes 0 or 1"},
+      {"write " + shellQuoted(file) + " --angle", 2, "--angle needs a value"},
+      {"write " + shellQuoted(file) + " --sparkle 1", 2, "unknown option --sparkle"},
+      {"write " + shellQuoted(file) + " --thumbnail " + shellQuoted(scratchPath("absent.png")), 3, ""},
+      {"write " + shellQuoted(scratchPath("no/such/folder.q4t")), 3, "cannot write"},
+      {"thumbnail " + shellQuoted(file) + " " + shellQuoted(scratchPath("t.png")), 1, "holds no thumbnail"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.arguments);
