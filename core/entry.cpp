@@ -7,6 +7,7 @@
 #include "core/run_stages.h"
 #include "core/scripting.h"
 #include "core/session.h"
+#include "presets/settings_file.h"
 #include "engine/render.h"
 #include "host/host_services.h"
 #include "image/sampling.h"
@@ -158,7 +159,8 @@ void initRunState(FilterSession* session) {
   pixelMapInit(&session->presetThumbnail, session, work->kernelTable);
   pixelMapInit(&work->exportImage, session, work->kernelTable);
   pixelMapInit(&work->offscreenImage, session, work->kernelTable);
-  pixelMapCreate(&session->presetThumbnail, 128, 128, PIXEL_RGBA8, 0);
+  // A blank thumbnail shows a grey ramp until settings bring their own.
+  if (pixelMapCreate(&session->presetThumbnail, 128, 128, PIXEL_RGBA8, 0)) fillGreyRamp(&session->presetThumbnail);
   session->mouseRightButton = 0;
   session->mouseCtrlKey = 0;
   if (!scriptDataPresent(session)) loadCachedSettings(session);

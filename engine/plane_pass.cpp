@@ -44,10 +44,41 @@ void renderStrokePlaneTile(FilterSession* session, PixelMap* tile) {
   preparePixelLoop(&loop, session, ramp);
   const PixelMap* plane = &session->strokePlane;
   int32_t* edges = edgeRowBuffer(loop.columns);
+  if (pixelMapEmpty(plane)) {
+    // Every read of an empty plane gives 0.
+    const int32_t e = planeEdgeValue(0, loop.flip, loop.eightBit);
+    for (int32_t c = 0; c < loop.columns; ++c) edges[c] = e;
+    for (int32_t row = 0; row < loop.rows; ++row) shadeRow(loop, row, edges, tile, false);
+    return;
+  }
+  // The plane's value to the edge value, for this tile's flip and depth.
+  int32_t edgeOf[256];
+  for (int32_t a = 0; a < 256; ++a) edgeOf[a] = planeEdgeValue(a, loop.flip, loop.eightBit);
+  // Reads clamp to the plane: the columns that need no clamp run straight
+  // along the row.
+  const int32_t maxX = plane->levelMaxX[0], maxY = plane->levelMaxY[0];
+  const int32_t step = plane->bytesPerPixel;
+  int32_t first = -loop.tileLeft, last = maxX - loop.tileLeft;  // core columns inside the plane
+  if (first < 0) first = 0;
+  if (last > loop.columns - 1) last = loop.columns - 1;
+  auto clamped = [&](const uint8_t* source, int32_t c) {
+    int32_t x = c + loop.tileLeft;
+    x = x < 0 ? 0 : (x > maxX ? maxX : x);
+    return edgeOf[source[static_cast<intptr_t>(x) * step]];
+  };
   for (int32_t row = 0; row < loop.rows; ++row) {
     // Flip is part of the plane's own mapping and is not applied again.
-    for (int32_t c = 0; c < loop.columns; ++c)
-      edges[c] = planeEdgeValue(getByte(c + loop.tileLeft, row + loop.tileTop, plane, 0), loop.flip, loop.eightBit);
+    int32_t y = row + loop.tileTop;
+    y = y < 0 ? 0 : (y > maxY ? maxY : y);
+    const uint8_t* source = pixelAddress(plane, 0, y, 0);
+    if (first > last) {
+      for (int32_t c = 0; c < loop.columns; ++c) edges[c] = clamped(source, c);
+    } else {
+      for (int32_t c = 0; c < first; ++c) edges[c] = clamped(source, c);
+      const uint8_t* at = source + static_cast<intptr_t>(first + loop.tileLeft) * step;
+      for (int32_t c = first; c <= last; ++c, at += step) edges[c] = edgeOf[*at];
+      for (int32_t c = last + 1; c < loop.columns; ++c) edges[c] = clamped(source, c);
+    }
     shadeRow(loop, row, edges, tile, false);
   }
 }

@@ -15,6 +15,14 @@ inline void raiseCell(PixelMap* plane, int32_t x, int32_t y, float share) {
   setByte(x, y, plane, 0, static_cast<uint8_t>(static_cast<int32_t>(v)));
 }
 
+// The same raise on a cell known to lie inside the plane.
+inline void raiseInside(uint8_t* cell, float share) {
+  float old = static_cast<float>(*cell);
+  float v = share > old ? share : old;
+  if (v > 255.0f) v = 255.0f;
+  *cell = static_cast<uint8_t>(static_cast<int32_t>(v));
+}
+
 }  // namespace
 
 void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
@@ -28,6 +36,18 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
   int32_t iy = y >= 0.0f ? static_cast<int32_t>(y) : static_cast<int32_t>(y - 1.0);
   float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);
   float left = value - value * fx, right = value * fx;
+  if (ix >= 0 && iy >= 0 && ix < plane->levelMaxX[0] && iy < plane->levelMaxY[0]) {
+    // All four cells inside: no clamp can make one cell's read see another
+    // cell's write, so the cells are raised in place in the same order.
+    uint8_t* top = pixelAddress(plane, ix, iy, 0);
+    uint8_t* bottom = pixelAddress(plane, ix, iy + 1, 0);
+    const int32_t step = plane->bytesPerPixel;
+    raiseInside(top, left - left * fy);
+    raiseInside(top + step, right - right * fy);
+    raiseInside(bottom, left * fy);
+    raiseInside(bottom + step, right * fy);
+    return;
+  }
   raiseCell(plane, ix, iy, left - left * fy);
   raiseCell(plane, ix + 1, iy, right - right * fy);
   raiseCell(plane, ix, iy + 1, left * fy);

@@ -4,6 +4,8 @@
 // gradient's direction crosses. "thin/hard" writes the magnitude at the
 // pixel; "thin/soft" places an antialiased dot where inside the pixel the
 // crest lies, into the stroke plane.
+#include <emmintrin.h>
+
 #include <vector>
 
 #include "core/session.h"
@@ -16,18 +18,30 @@ namespace {
 
 // Magnitudes of the core's field samples and their one-sample ring, each
 // divided by `divisor` as it is formed. Row-major, (rows+2) x (columns+2),
-// element (i, j) belonging to field sample (i, j).
+// element (i, j) belonging to field sample (i, j). Two samples at a time:
+// the same multiplications, sum, square root and division per sample. An
+// absent plane contributes 0.0 * 0.0, as it would one sample at a time; a
+// divisor of 1 leaves every quotient equal to its dividend and is skipped.
 const double* magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns, double divisor) {
   static std::vector<double> plane;
   const int32_t height = rows + 2, width = columns + 2, side = context.fieldSide;
   plane.resize(static_cast<size_t>(height) * width);
+  const __m128d zero = _mm_setzero_pd(), by = _mm_set1_pd(divisor);
+  const bool divide = divisor != 1.0;
   for (int32_t i = 0; i < height; ++i) {
     const double* gx = context.gradientX ? context.gradientX + static_cast<size_t>(i) * side : nullptr;
     const double* gy = context.gradientY ? context.gradientY + static_cast<size_t>(i) * side : nullptr;
     double* m = plane.data() + static_cast<size_t>(i) * width;
-    for (int32_t j = 0; j < width; ++j) {
+    int32_t j = 0;
+    for (; j + 2 <= width; j += 2) {
+      __m128d x = gx ? _mm_loadu_pd(gx + j) : zero, y = gy ? _mm_loadu_pd(gy + j) : zero;
+      __m128d v = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(x, x), _mm_mul_pd(y, y)));
+      _mm_storeu_pd(m + j, divide ? _mm_div_pd(v, by) : v);
+    }
+    for (; j < width; ++j) {
       double x = gx ? gx[j] : 0.0, y = gy ? gy[j] : 0.0;
-      m[j] = numeric::squareRoot(x * x + y * y) / divisor;
+      double v = numeric::squareRoot(x * x + y * y);
+      m[j] = divide ? v / divisor : v;
     }
   }
   return plane.data();
@@ -41,37 +55,47 @@ struct Crest {
   double sign;
 };
 
-// m points at the centre's magnitude, w is the row width of the magnitude
-// plane; dx and dy are the centre's slopes.
-inline Crest crestNumbers(const double* m, int32_t w, double dx, double dy) {
-  auto M = [m, w](int32_t dr, int32_t dc) { return m[dr * w + dc]; };
-  auto abs = [](double v) { return v < 0.0 ? -v : v; };
+// Where the four cases read their neighbours, as offsets in the magnitude
+// plane from the centre: a's corner and side, b's corner and side.
+//   A: dx dy > 0, |dy| > |dx|   B: dx dy > 0, otherwise
+//   C: dx dy <= 0, |dy| > |dx|  D: dx dy <= 0, otherwise
+struct CrestLayout {
+  intptr_t aCorner[4], aSide[4], bCorner[4], bSide[4];
+};
+
+CrestLayout crestLayout(int32_t w) {
+  auto at = [w](int32_t dr, int32_t dc) { return static_cast<intptr_t>(dr) * w + dc; };
+  return CrestLayout{{at(1, 1), at(1, 1), at(-1, 1), at(-1, 1)},
+                     {at(1, 0), at(0, 1), at(-1, 0), at(0, 1)},
+                     {at(-1, -1), at(-1, -1), at(1, -1), at(1, -1)},
+                     {at(-1, 0), at(0, -1), at(1, 0), at(0, -1)}};
+}
+
+// m points at the centre's magnitude; dx and dy are the centre's slopes.
+// The case picks operands by index instead of by branch; each case's sums
+// keep their operations: case A's M(1,1) dx + (dy-dx) M(1,0) is corner times
+// minor plus slope times side, and case C's M(-1,1) dx - (dy+dx) M(-1,0)
+// adds the negated product, which IEEE arithmetic gives the same bits.
+inline Crest crestNumbers(const double* m, const CrestLayout& layout, double dx, double dy) {
+  // v below 0 ? -v : v, chosen by mask rather than by branch: the signs
+  // here follow the picture and defeat prediction. -0.0 stays -0.0.
+  auto abs = [](double v) {
+    const __m128d x = _mm_set_sd(v);
+    const __m128d below = _mm_cmplt_sd(x, _mm_setzero_pd());
+    const __m128d negated = _mm_xor_pd(x, _mm_set_sd(-0.0));
+    return _mm_cvtsd_f64(_mm_or_pd(_mm_and_pd(below, negated), _mm_andnot_pd(below, x)));
+  };
+  const int32_t kase = (dx * dy > 0.0 ? 0 : 2) + (abs(dy) > abs(dx) ? 0 : 1);
+  const double slopes[2] = {dy, dx};
+  const double major = slopes[kase & 1], minor = slopes[(kase & 1) ^ 1];
+  const double sides[2] = {major - minor, -(dy + dx)};
+  const double side = sides[kase >> 1];
+  const double signs[4] = {dy, dx, -dy, dx};
   Crest k;
-  if (dx * dy > 0.0) {
-    if (abs(dy) > abs(dx)) {  // A
-      k.P = abs(M(0, 0) * dy);
-      k.a = abs(M(1, 1) * dx + (dy - dx) * M(1, 0));
-      k.b = abs(M(-1, -1) * dx + (dy - dx) * M(-1, 0));
-      k.sign = dy;
-    } else {  // B
-      k.P = abs(M(0, 0) * dx);
-      k.a = abs(M(1, 1) * dy + (dx - dy) * M(0, 1));
-      k.b = abs(M(-1, -1) * dy + (dx - dy) * M(0, -1));
-      k.sign = dx;
-    }
-  } else {
-    if (abs(dy) > abs(dx)) {  // C
-      k.P = abs(M(0, 0) * dy);
-      k.a = abs(M(-1, 1) * dx - (dy + dx) * M(-1, 0));
-      k.b = abs(M(1, -1) * dx - (dy + dx) * M(1, 0));
-      k.sign = -dy;
-    } else {  // D
-      k.P = abs(M(0, 0) * dx);
-      k.a = abs(M(-1, 1) * dy - (dy + dx) * M(0, 1));
-      k.b = abs(M(1, -1) * dy - (dy + dx) * M(0, -1));
-      k.sign = dx;
-    }
-  }
+  k.P = abs(m[0] * major);
+  k.a = abs(m[layout.aCorner[kase]] * minor + side * m[layout.aSide[kase]]);
+  k.b = abs(m[layout.bCorner[kase]] * minor + side * m[layout.bSide[kase]]);
+  k.sign = signs[kase];
   return k;
 }
 
@@ -84,6 +108,7 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   const double scaledWeight = static_cast<double>(static_cast<int32_t>(context.weight) * depthScale);
   const int32_t width = loop.columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, loop.rows, loop.columns, 1.0);
+  const CrestLayout layout = crestLayout(width);
   int32_t* edges = edgeRowBuffer(loop.columns);
   for (int32_t row = 0; row < loop.rows; ++row) {
     const double* gx = fieldRow(context.gradientX, side, row);
@@ -91,7 +116,7 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
     for (int32_t c = 0; c < loop.columns; ++c) {
       double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      Crest k = crestNumbers(m + c, width, dx, dy);
+      Crest k = crestNumbers(m + c, layout, dx, dy);
       // Ties are one-sided, so of a plateau of two equal samples one stays.
       if (k.a <= k.P && k.b < k.P)
         edges[c] = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
@@ -113,6 +138,7 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   const double weight = context.weight;
   const int32_t width = columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, rows, columns, styleScaleDivisor(session));
+  const CrestLayout layout = crestLayout(width);
   for (int32_t row = 0; row < rows; ++row) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
@@ -120,7 +146,7 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
     const float y = static_cast<float>(row + session->tileTop);
     for (int32_t c = 0; c < columns; ++c) {
       double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      Crest k = crestNumbers(m + c, width, dx, dy);
+      Crest k = crestNumbers(m + c, layout, dx, dy);
       float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
       float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
       bool crest = (p1 >= 0.0f && static_cast<double>(p2) > -0.001) || (static_cast<double>(p1) > -0.001 && p2 >= 0.0f);

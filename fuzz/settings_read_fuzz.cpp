@@ -38,7 +38,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::fclose(file);
   for (SettingsReadMode mode : {SettingsReadAll, SettingsReadThumbnailOnly}) {
     setDefaultParameters(&w->parameters);
-    fillGreyRamp(&w->session.presetThumbnail);
     SettingsReadReport report;
     readSettingsFileReported(&w->session, inputPath().c_str(), mode, &report);
     // What the reader reports must agree with the bytes it was given.

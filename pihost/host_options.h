@@ -41,7 +41,7 @@ struct HostOptions {
   int64_t failAllocateSize = -1;  // --fail-alloc-size N
   int32_t rowPaddingBytes = 0;    // --row-padding N
 
-  // Later modes; parsed, refused for now.
+  // Other modes of the program.
   std::string preview;          // --preview fit|SCALE[,PANX,PANY]
   std::string presetPath;       // --preset FILE
 

@@ -11,6 +11,16 @@
 
 namespace {
 
+// Level 0 only: for rasters whose levels are built once they are complete.
+void paintGreyRamp(PixelMap* map) {
+  if (pixelMapEmpty(map) || map->format != PIXEL_RGBA8) return;
+  for (int32_t y = 0; y < map->baseHeight; ++y) {
+    int32_t grey = 255 - y;
+    if (grey < 0) grey = 0;
+    for (int32_t x = 0; x < map->baseWidth; ++x) setBytes4Fast(x, y, map, 0, grey, grey, grey, 255);
+  }
+}
+
 // --- reading ------------------------------------------------------------------
 
 // The reader's position in the file. The format has no lengths to check
@@ -133,7 +143,7 @@ void readThumbnailBlock(FilterSession* session, SettingsCursor* cursor, bool* ha
   PixelMap raster;
   if (makeThumbnailRaster(session, &raster, width, height)) {
     // Parts of the raster that a smaller stream leaves uncovered look blank.
-    fillGreyRamp(&raster);
+    paintGreyRamp(&raster);
     Rect16 whole;
     pixelMapRect(&raster, 0, &whole);
     // A stream that does not decode leaves the thumbnail as it was.
@@ -183,15 +193,20 @@ void dotFileName(char* out, size_t capacity, int32_t slot) {
 // --- writing --------------------------------------------------------------------
 
 int16_t writeSettingsFile(FilterSession* session, const char* path) {
+  const EdgeParameters* p = session != nullptr ? sessionParameters(session) : nullptr;
+  if (p == nullptr) return FILE_OPEN_FAILED;
   FileHandle file = INVALID_FILE_HANDLE;
   int16_t code = openFile(path, &file, OpenWrite);
   if (code != FILE_OK) return code;
-  const EdgeParameters* p = sessionParameters(session);
   const int32_t head[] = {SETTINGS_FORMAT_VERSION, p->edgeStyle, p->smoothing, p->tweaker, p->edgeExtent,
                           p->source, p->colorize, p->edgeSpare, p->chromeStyle, p->angle, p->removeNoise,
                           0,  // legacy thumbnail flag
                           SETTINGS_SECOND_BLOCK_VERSION, p->glue, p->flip};
-  for (int32_t word : head) code = writeU32(static_cast<uint32_t>(word), file);
+  // The filter drops the result; the first failure is kept for tools that don't.
+  auto keep = [&code](int16_t result) {
+    if (code == FILE_OK) code = result;
+  };
+  for (int32_t word : head) keep(writeU32(static_cast<uint32_t>(word), file));
 
   // The thumbnail goes through a copy of its own, as the encoder wants a
   // whole raster to itself.
@@ -200,13 +215,16 @@ int16_t writeSettingsFile(FilterSession* session, const char* path) {
   bool haveCopy = !pixelMapEmpty(&session->presetThumbnail) &&
                   pixelMapCreate(&copy, THUMBNAIL_SIDE, THUMBNAIL_SIDE, PIXEL_RGBA8, 0);
   if (!haveCopy) {
-    code = writeU32(0, file);
+    keep(writeU32(0, file));
   } else {
     pixelMapCopy(&session->presetThumbnail, &copy);
-    code = writeJpegBlock(&copy, file, true, THUMBNAIL_QUALITY, 0, nullptr, nullptr, nullptr);
+    int16_t block = writeJpegBlock(&copy, file, true, THUMBNAIL_QUALITY, 0, nullptr, nullptr, nullptr);
     // The encoder writes nothing at all when it refuses the raster (no
-    // buffer suite); the flag 0 keeps the file whole.
-    if (code == JPEG_NO_RASTER || code == JPEG_NO_PIXELS || code == JPEG_NO_BUFFER_PROCS) code = writeU32(0, file);
+    // buffer suite); the flag 0 keeps the file whole. A stream that failed
+    // to encode has had its flag 0 written already.
+    if (block == JPEG_NO_RASTER || block == JPEG_NO_PIXELS || block == JPEG_NO_BUFFER_PROCS) block = writeU32(0, file);
+    else if (block == JPEG_LIBRARY_FAILED) block = FILE_OK;
+    keep(block);
   }
   pixelMapFree(&copy);
   closeFile(file);
@@ -236,10 +254,10 @@ int16_t readSettingsFileReported(FilterSession* session, const char* path, Setti
   if (report == nullptr) report = &local;
   std::memset(report, 0, sizeof(*report));
   SettingsCursor cursor{INVALID_FILE_HANDLE, false, 0};
-  if (session == nullptr || openFile(path, &cursor.file, OpenRead) != FILE_OK) return FILE_OPEN_FAILED;
+  EdgeParameters* p = session != nullptr ? sessionParameters(session) : nullptr;
+  if (p == nullptr || openFile(path, &cursor.file, OpenRead) != FILE_OK) return FILE_OPEN_FAILED;
 
   const bool all = mode == SettingsReadAll;
-  EdgeParameters* p = sessionParameters(session);
   int32_t version = 0;
   bool tweakerTaken = false;
   if (takeWord(&cursor, &version)) {
@@ -260,7 +278,7 @@ int16_t readSettingsFileReported(FilterSession* session, const char* path, Setti
     }
     int32_t secondBlockVersion = 0, glue = 0, flip = 0;
     if (takeWord(&cursor, &secondBlockVersion) && takeWord(&cursor, &glue) && all) p->glue = glue;
-    takeWord(&cursor, &flip); if (all) p->flip = flip;
+    if (takeWord(&cursor, &flip) && all) p->flip = flip;
     // An old file's tweaker is on the old scale even when the file ends early.
     if (all && tweakerTaken && version < SETTINGS_FIRST_NEW_TWEAKER_VERSION) p->tweaker = remapOldTweaker(p->tweaker);
     if (version >= SETTINGS_FIRST_THUMBNAIL_VERSION && !cursor.ended)
@@ -276,11 +294,7 @@ int16_t readSettingsFileReported(FilterSession* session, const char* path, Setti
 
 void fillGreyRamp(PixelMap* map) {
   if (pixelMapEmpty(map) || map->format != PIXEL_RGBA8) return;
-  for (int32_t y = 0; y < map->baseHeight; ++y) {
-    int32_t grey = 255 - y;
-    if (grey < 0) grey = 0;
-    for (int32_t x = 0; x < map->baseWidth; ++x) setBytes4Fast(x, y, map, 0, grey, grey, grey, 255);
-  }
+  paintGreyRamp(map);
   pixelMapBuildLevels(map);
 }
 

@@ -48,13 +48,17 @@ std::string scratchPath(const std::string& name) {
   if (folder.empty()) {
     folder = std::string(ML_TEST_SCRATCH) + "/" + std::to_string(getpid());
     std::system(("mkdir -p " + quote(folder)).c_str());
+    // The filter keeps its last settings in the temporary folder: the hosts
+    // this binary starts get a folder of their own, so no run sees another's.
+    setenv("TMPDIR", folder.c_str(), 1);
   }
   return folder + "/" + name;
 }
 
 HostRun runHost(const std::vector<std::string>& options, const std::string& input, const std::string& output) {
   std::string host = std::string(ML_NATIVE_BIN) + "/marrowline-host";
-  return runCommand(quote(host) + joinOptions(options) + " " + quote(input) + " " + quote(output));
+  return runCommand(quote(host) + joinOptions(options) + " " + quote(input) + " " +
+                    quote(output));
 }
 
 bool windowsBuildPresent() {
