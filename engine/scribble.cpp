@@ -3,6 +3,7 @@
 // its lowest corner, so edges turn into loops and hatching. "halo" compares
 // the scaled slope with the picture's own brightness, so the edge value dips
 // to 0 along lines on either side of strong edges.
+#include <cstdint>
 #include <vector>
 
 #include "core/session.h"
@@ -47,65 +48,91 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   const double* GX = context.gradientX;
   const double* GY = context.gradientY;
 
-  // The turned direction of every field sample a cell can touch, (rows+2)
-  // by (columns+2) from field sample (0, 0). Neighbouring cells share
-  // corners, so each direction is computed once instead of four times; the
-  // numbers are the same either way.
-  static std::vector<double> turned;
+  // What a cell needs of each field sample it can touch, (rows+2) by
+  // (columns+2) from field sample (0, 0): the turned direction in single
+  // precision and its band. Neighbouring cells share corners, so each
+  // direction is computed once instead of four times; the numbers are the
+  // same either way.
+  static std::vector<float> turned;
+  static std::vector<int8_t> bands;
   const int32_t width = columns + 2;
   turned.resize(static_cast<size_t>(rows + 2) * width);
-  for (int32_t i = 1; i < rows + 2; ++i)
-    for (int32_t j = 1; j < width; ++j) {
-      size_t at = static_cast<size_t>(i) * side + j;
-      double a;
-      if (GX && GY)
-        a = numeric::arcTangent2(GY[at], GX[at]);
-      else if (GY)
-        a = numeric::arcTangent(GY[at] / s);
-      else if (GX)
-        a = numeric::arcTangent(GX[at] / s);
-      else
-        a = 0.0;  // no plane: a flat field
-      turned[static_cast<size_t>(i) * width + j] = turnAngle(a, rot);
-    }
+  bands.resize(turned.size());
+  for (int32_t i = 1; i < rows + 2; ++i) {
+    const double* gx = GX ? GX + static_cast<size_t>(i) * side : nullptr;
+    const double* gy = GY ? GY + static_cast<size_t>(i) * side : nullptr;
+    float* angleRow = turned.data() + static_cast<size_t>(i) * width;
+    int8_t* bandRow = bands.data() + static_cast<size_t>(i) * width;
+    auto keep = [&](int32_t j, double a) {
+      a = turnAngle(a, rot);
+      angleRow[j] = static_cast<float>(a);
+      bandRow[j] = static_cast<int8_t>(bandOf(a));
+    };
+    if (gx && gy)
+      for (int32_t j = 1; j < width; ++j) keep(j, numeric::arcTangent2(gy[j], gx[j]));
+    else if (gy)
+      for (int32_t j = 1; j < width; ++j) keep(j, numeric::arcTangent(gy[j] / s));
+    else if (gx)
+      for (int32_t j = 1; j < width; ++j) keep(j, numeric::arcTangent(gx[j] / s));
+    else
+      for (int32_t j = 1; j < width; ++j) keep(j, 0.0);  // no plane: a flat field
+  }
+  // Only the level just above the lowest corner is followed; its threshold
+  // by the lowest band.
+  float thresholds[3];
+  for (int32_t band = 0; band < 3; ++band)
+    thresholds[band] = static_cast<float>(((band + 1) * 0.66666 - 1.0) * SCRIBBLE_PI);
 
   for (int32_t r = 0; r < rows; ++r) {
+    const float* t0 = turned.data() + static_cast<size_t>(r + 1) * width + 1;
+    const float* t1 = t0 + width;
+    const int8_t* k0 = bands.data() + static_cast<size_t>(r + 1) * width + 1;
+    const int8_t* k1 = k0 + width;
+    const double* gx = GX ? GX + static_cast<size_t>(r + 1) * side + 1 : nullptr;
+    const double* gy = GY ? GY + static_cast<size_t>(r + 1) * side + 1 : nullptr;
     for (int32_t c = 0; c < columns; ++c) {
-      const size_t p00 = static_cast<size_t>(r + 1) * side + (c + 1);
-      const double* t0 = turned.data() + static_cast<size_t>(r + 1) * width + (c + 1);
-      const double* t1 = t0 + width;
       // One plane alone: its direction is constant along the other axis.
-      double a00 = t0[0], a01, a10, a11, m;
-      if (GX && GY) {
-        a01 = t0[1], a10 = t1[0], a11 = t1[1];
-        m = numeric::squareRoot(GX[p00] * GX[p00] + GY[p00] * GY[p00]);
-      } else if (GY) {
-        a01 = a00, a10 = a11 = t1[0];
-        m = GY[p00] < 0.0 ? -GY[p00] : GY[p00];
-      } else if (GX) {
-        a10 = a00, a01 = a11 = t0[1];
-        m = GX[p00] < 0.0 ? -GX[p00] : GX[p00];
+      float a00 = t0[c], a01, a10, a11;
+      int32_t b00 = k0[c], b01, b10, b11;
+      if (gx && gy) {
+        a01 = t0[c + 1], a10 = t1[c], a11 = t1[c + 1];
+        b01 = k0[c + 1], b10 = k1[c], b11 = k1[c + 1];
+      } else if (gy) {
+        a01 = a00, a10 = a11 = t1[c];
+        b01 = b00, b10 = b11 = k1[c];
+      } else if (gx) {
+        a10 = a00, a01 = a11 = t0[c + 1];
+        b10 = b00, b01 = b11 = k0[c + 1];
       } else {
         a01 = a10 = a11 = a00;
-        m = 0.0;
+        b01 = b10 = b11 = b00;
       }
+      int32_t band = b00;
+      if (b01 < band) band = b01;
+      if (b10 < band) band = b10;
+      if (b11 < band) band = b11;
+      const float threshold = thresholds[band];
+      // No corner above the level, or all of them: no crossing, nothing is
+      // drawn, and the stroke's strength is not needed.
+      const int32_t above = (a00 > threshold) + (a01 > threshold) + (a10 > threshold) + (a11 > threshold);
+      if (above == 0 || above == 4) continue;
       // Stroke strength: the slope through a soft knee that meets 300 with
       // a flat tangent.
+      double m;
+      if (gx && gy)
+        m = numeric::squareRoot(gx[c] * gx[c] + gy[c] * gy[c]);
+      else if (gy)
+        m = gy[c] < 0.0 ? -gy[c] : gy[c];
+      else if (gx)
+        m = gx[c] < 0.0 ? -gx[c] : gx[c];
+      else
+        m = 0.0;
       m = m * strengthScale / strengthDivisor;
       if (!(m > 0.0)) m = 0.0;
       if (m > 300.0) m = 300.0;
       double m2 = 300.0 - (300.0 - m) * (300.0 - m) / 300.0;
-      int32_t band = bandOf(a00), b = bandOf(a01);
-      if (b < band) band = b;
-      b = bandOf(a10);
-      if (b < band) band = b;
-      b = bandOf(a11);
-      if (b < band) band = b;
-      // Only the level just above the lowest corner is followed.
-      float threshold = static_cast<float>(((band + 1) * 0.66666 - 1.0) * SCRIBBLE_PI);
       int32_t value = truncateSaturating(((m2 + 20.0) * weight + flatShare) / 100.0);
-      contourCell(static_cast<float>(a00), static_cast<float>(a01), static_cast<float>(a10), static_cast<float>(a11),
-                  threshold, c + session->tileLeft, r + session->tileTop, plane, value);
+      contourCell(a00, a01, a10, a11, threshold, c + session->tileLeft, r + session->tileTop, plane, value);
     }
   }
 }

@@ -5,27 +5,21 @@
 #include "pi/plugin_interface.h"
 #include "platform/memory.h"
 
-// Versions and counts the wrappers insist on. A version above the one named
-// is refused like one below it: a suite of another version may have another
-// layout.
-constexpr int16_t BUFFER_PROCS_VERSION = 2;
-constexpr int16_t BUFFER_PROCS_COUNT = 5;
-constexpr int16_t HANDLE_PROCS_VERSION = 1;
-constexpr int16_t HANDLE_PROCS_COUNT = 8;
-constexpr int16_t DESCRIPTOR_VERSION = 0;
-constexpr int16_t READ_DESCRIPTOR_COUNT = 18;
-constexpr int16_t WRITE_DESCRIPTOR_COUNT = 16;
+// The wrappers insist on the published versions exactly. A version above
+// the one named is refused like one below it: a suite of another version may
+// have another layout. Some hosts fill the pointers but leave the version at
+// 0; they are served from plain memory.
 
 bool bufferProcsUsable(const BufferProcs* procs) {
-  return procs != nullptr && procs->bufferProcsVersion == BUFFER_PROCS_VERSION &&
-         procs->numBufferProcs >= BUFFER_PROCS_COUNT && procs->allocateProc != nullptr &&
+  return procs != nullptr && procs->bufferProcsVersion == kCurrentBufferProcsVersion &&
+         procs->numBufferProcs >= kCurrentBufferProcsCount && procs->allocateProc != nullptr &&
          procs->lockProc != nullptr && procs->unlockProc != nullptr && procs->freeProc != nullptr &&
          procs->spaceProc != nullptr;
 }
 
 bool handleProcsUsable(const HandleProcs* procs) {
-  return procs != nullptr && procs->handleProcsVersion == HANDLE_PROCS_VERSION &&
-         procs->numHandleProcs >= HANDLE_PROCS_COUNT && procs->newProc != nullptr &&
+  return procs != nullptr && procs->handleProcsVersion == kCurrentHandleProcsVersion &&
+         procs->numHandleProcs >= kCurrentHandleProcsCount && procs->newProc != nullptr &&
          procs->disposeProc != nullptr && procs->getSizeProc != nullptr && procs->setSizeProc != nullptr;
 }
 
@@ -61,14 +55,15 @@ bool allReadProcsSet(const ReadDescriptorProcs* r) {
 }  // namespace
 
 bool descriptorProcsUsable(const PIDescriptorParameters* p) {
-  if (p == nullptr || p->descriptorParametersVersion != DESCRIPTOR_VERSION) return false;
+  if (p == nullptr || p->descriptorParametersVersion != kCurrentDescriptorParametersVersion) return false;
   const ReadDescriptorProcs* r = p->readDescriptorProcs;
   const WriteDescriptorProcs* w = p->writeDescriptorProcs;
   if (r == nullptr || w == nullptr) return false;
-  if (r->readDescriptorProcsVersion != DESCRIPTOR_VERSION || w->writeDescriptorProcsVersion != DESCRIPTOR_VERSION)
+  if (r->readDescriptorProcsVersion != kCurrentReadDescriptorProcsVersion ||
+      w->writeDescriptorProcsVersion != kCurrentWriteDescriptorProcsVersion)
     return false;
-  return r->numReadDescriptorProcs >= READ_DESCRIPTOR_COUNT && allReadProcsSet(r) &&
-         w->numWriteDescriptorProcs >= WRITE_DESCRIPTOR_COUNT;
+  return r->numReadDescriptorProcs >= kCurrentReadDescriptorProcsCount && allReadProcsSet(r) &&
+         w->numWriteDescriptorProcs >= kCurrentWriteDescriptorProcsCount;
 }
 
 void* allocateBuffer(size_t bytes, intptr_t* identifier, BufferProcs* procs) {
