@@ -1,5 +1,7 @@
 // Strokes into the one-byte plane of the two-pass styles: the bilinear dot
 // and the marching-squares cell that places one dot per contour segment.
+#include <emmintrin.h>
+
 #include "core/session.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
@@ -56,23 +58,89 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
 
 namespace {
 
-// Where the level crosses the side from corner p to corner q, 0..1 from p.
-// Both forms are bp / (bp - bq) but for rounding: the first is the rounded
-// quotient, the second is taken in double from it.
-inline double crossing(float bp, float bq) {
-  if (bp > bq) return static_cast<double>(-bp / (bq - bp));
-  float q = -bq / (bp - bq);
-  return 1.0 - static_cast<double>(q);
-}
-
-struct ContourDot {
-  double x0, y0, x1, y1;
+// Where the level crosses the side from corner p to corner q, 0..1 from p:
+// if bp is above bq, -bp / (bq - bp) rounded, else 1.0 - (-bq / (bp - bq))
+// taken in double from the rounded quotient. Both are bp / (bp - bq) but
+// for rounding. All four sides at once in SSE2, chosen by mask rather than
+// by branch; each side keeps its own negation, difference and quotient. A
+// side the case does not use may divide by zero; its lane is never read.
+struct Crossings {
+  double top, left, right, bottom;  // sides 00-01, 00-10, 01-11, 10-11
 };
 
-inline void dotForSegment(const ContourDot& s, int32_t x, int32_t y, PixelMap* plane, int32_t value) {
-  double dx = s.x0 - s.x1, dy = s.y0 - s.y1;
+inline Crossings crossings(float b00, float b01, float b10, float b11) {
+  const __m128 p = _mm_setr_ps(b00, b00, b01, b10), q = _mm_setr_ps(b01, b10, b11, b11);
+  const __m128 sign = _mm_set1_ps(-0.0f);
+  const __m128 pAbove = _mm_cmpgt_ps(p, q);
+  auto select = [](__m128 mask, __m128 yes, __m128 no) {
+    return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
+  };
+  const __m128 numerator = select(pAbove, _mm_xor_ps(p, sign), _mm_xor_ps(q, sign));
+  const __m128 denominator = select(pAbove, _mm_sub_ps(q, p), _mm_sub_ps(p, q));
+  const __m128 quotient = _mm_div_ps(numerator, denominator);
+  const __m128d one = _mm_set1_pd(1.0);
+  const __m128d low = _mm_cvtps_pd(quotient), high = _mm_cvtps_pd(_mm_movehl_ps(quotient, quotient));
+  // The masks widened to the two double lanes of each half.
+  const __m128 lowMask = _mm_unpacklo_ps(pAbove, pAbove), highMask = _mm_unpackhi_ps(pAbove, pAbove);
+  auto selectPd = [](__m128 mask, __m128d yes, __m128d no) {
+    const __m128d m = _mm_castps_pd(mask);
+    return _mm_or_pd(_mm_and_pd(m, yes), _mm_andnot_pd(m, no));
+  };
+  const __m128d first = selectPd(lowMask, low, _mm_sub_pd(one, low));
+  const __m128d second = selectPd(highMask, high, _mm_sub_pd(one, high));
+  Crossings c;
+  c.top = _mm_cvtsd_f64(first);
+  c.left = _mm_cvtsd_f64(_mm_unpackhi_pd(first, first));
+  c.right = _mm_cvtsd_f64(second);
+  c.bottom = _mm_cvtsd_f64(_mm_unpackhi_pd(second, second));
+  return c;
+}
+
+// A segment's ends are sides of the cell: the crossing on that side, with
+// the side's own coordinate fixed at 0 or 1.
+enum CellSide : uint8_t { TOP, LEFT, RIGHT, BOTTOM };
+
+inline void sidePoint(const Crossings& c, CellSide side, double* x, double* y) {
+  switch (side) {
+    case TOP: *x = c.top, *y = 0.0; return;
+    case LEFT: *x = 0.0, *y = c.left; return;
+    case RIGHT: *x = 1.0, *y = c.right; return;
+    default: *x = c.bottom, *y = 1.0; return;
+  }
+}
+
+// The segments of each case, as (x0, y0) to (x1, y1) by sides; 0 and 15
+// have none, the saddles 6 and 9 two.
+struct CellSegments {
+  uint8_t count;
+  CellSide ends[2][2];
+};
+
+const CellSegments CELL_SEGMENTS[16] = {
+    {0, {{TOP, TOP}, {TOP, TOP}}},           // 0
+    {1, {{TOP, LEFT}, {TOP, TOP}}},          // 1
+    {1, {{TOP, RIGHT}, {TOP, TOP}}},         // 2
+    {1, {{LEFT, RIGHT}, {TOP, TOP}}},        // 3
+    {1, {{BOTTOM, LEFT}, {TOP, TOP}}},       // 4
+    {1, {{TOP, BOTTOM}, {TOP, TOP}}},        // 5
+    {2, {{TOP, RIGHT}, {BOTTOM, LEFT}}},     // 6
+    {1, {{BOTTOM, RIGHT}, {TOP, TOP}}},      // 7
+    {1, {{BOTTOM, RIGHT}, {TOP, TOP}}},      // 8
+    {2, {{TOP, LEFT}, {BOTTOM, RIGHT}}},     // 9
+    {1, {{TOP, BOTTOM}, {TOP, TOP}}},        // 10
+    {1, {{BOTTOM, LEFT}, {TOP, TOP}}},       // 11
+    {1, {{LEFT, RIGHT}, {TOP, TOP}}},        // 12
+    {1, {{TOP, RIGHT}, {TOP, TOP}}},         // 13
+    {1, {{TOP, LEFT}, {TOP, TOP}}},          // 14
+    {0, {{TOP, TOP}, {TOP, TOP}}},           // 15
+};
+
+// One dot stands for the segment: at its middle, as strong as it is long.
+inline void dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, PixelMap* plane,
+                          int32_t value) {
+  double dx = x0 - x1, dy = y0 - y1;
   double strength = numeric::squareRoot(dy * dy + dx * dx) * value;
-  drawStrokeDot(static_cast<float>((s.x0 + s.x1) / 2.0 + x), static_cast<float>((s.y0 + s.y1) / 2.0 + y), plane,
+  drawStrokeDot(static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y), plane,
                 static_cast<float>(strength));
 }
 
@@ -80,48 +148,15 @@ inline void dotForSegment(const ContourDot& s, int32_t x, int32_t y, PixelMap* p
 
 void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
                  int32_t value) {
-  float b00 = a00 - threshold, b01 = a01 - threshold, b10 = a10 - threshold, b11 = a11 - threshold;
   int32_t index = (a00 > threshold ? 1 : 0) + (a01 > threshold ? 2 : 0) + (a10 > threshold ? 4 : 0) +
                   (a11 > threshold ? 8 : 0);
-  // The four sides' crossings, each computed only where the case uses it.
-  auto top = [&] { return crossing(b00, b01); };     // (t, 0)
-  auto left = [&] { return crossing(b00, b10); };    // (0, t)
-  auto right = [&] { return crossing(b01, b11); };   // (1, t)
-  auto bottom = [&] { return crossing(b10, b11); };  // (t, 1)
-  switch (index) {
-    case 1:
-    case 14:
-      dotForSegment({top(), 0.0, 0.0, left()}, x, y, plane, value);
-      break;
-    case 2:
-    case 13:
-      dotForSegment({top(), 0.0, 1.0, right()}, x, y, plane, value);
-      break;
-    case 3:
-    case 12:
-      dotForSegment({0.0, left(), 1.0, right()}, x, y, plane, value);
-      break;
-    case 4:
-    case 11:
-      dotForSegment({bottom(), 1.0, 0.0, left()}, x, y, plane, value);
-      break;
-    case 5:
-    case 10:
-      dotForSegment({top(), 0.0, bottom(), 1.0}, x, y, plane, value);
-      break;
-    case 6:
-      dotForSegment({top(), 0.0, 1.0, right()}, x, y, plane, value);
-      dotForSegment({bottom(), 1.0, 0.0, left()}, x, y, plane, value);
-      break;
-    case 7:
-    case 8:
-      dotForSegment({bottom(), 1.0, 1.0, right()}, x, y, plane, value);
-      break;
-    case 9:
-      dotForSegment({top(), 0.0, 0.0, left()}, x, y, plane, value);
-      dotForSegment({bottom(), 1.0, 1.0, right()}, x, y, plane, value);
-      break;
-    default:  // 0 and 15: no crossing
-      break;
+  const CellSegments& segments = CELL_SEGMENTS[index];
+  if (segments.count == 0) return;
+  const Crossings c = crossings(a00 - threshold, a01 - threshold, a10 - threshold, a11 - threshold);
+  for (int32_t k = 0; k < segments.count; ++k) {
+    double x0, y0, x1, y1;
+    sidePoint(c, segments.ends[k][0], &x0, &y0);
+    sidePoint(c, segments.ends[k][1], &x1, &y1);
+    dotForSegment(x0, y0, x1, y1, x, y, plane, value);
   }
 }

@@ -71,16 +71,30 @@ const uint8_t* forwardTable(const GlueTables& tables) {
 const uint8_t* inverseTable(const GlueTables& tables) {
   return tables.labInverse ? tables.labInverse : labTables().inverse;
 }
+const LabAxisPoint* axisTable(const GlueTables& tables) {
+  return tables.labAxis16 ? tables.labAxis16 : labAxis16();
+}
+
+// rgbToLab / labToRgb on the scale of D, inline.
+template <class D>
+void labConvert(const int32_t in[3], const uint8_t* table, const GlueTables& tables,
+                int32_t out[3]) {
+  if constexpr (D::EIGHT_BIT)
+    labConvert8(in, table, out);
+  else
+    labConvert16(in, table, axisTable(tables), out);
+}
 
 // Converts both colours to Lab, lets mix combine them (base first), and
 // converts the result back into top.
 template <class D, class Mix>
 void throughLab(int32_t top[3], const int32_t base[3], const GlueTables& tables, Mix mix) {
   int32_t labTop[3], labBase[3], mixed[3];
-  rgbToLab(top, forwardTable(tables), D::EIGHT_BIT, labTop);
-  rgbToLab(base, forwardTable(tables), D::EIGHT_BIT, labBase);
+  const uint8_t* forward = forwardTable(tables);
+  labConvert<D>(top, forward, tables, labTop);
+  labConvert<D>(base, forward, tables, labBase);
   mix(labBase, labTop, mixed);
-  labToRgb(mixed, inverseTable(tables), D::EIGHT_BIT, top);
+  labConvert<D>(mixed, inverseTable(tables), tables, top);
 }
 
 // Shared by anterior and posterior: the "multibright" curve of the product

@@ -316,4 +316,5 @@ void buildRunTables(GlueTables& tables) {
   const LabTables& lab = labTables();
   tables.labForward = lab.forward;
   tables.labInverse = lab.inverse;
+  tables.labAxis16 = labAxis16();
 }

@@ -113,11 +113,14 @@ int glueModeFromName(const char* name);
 
 const char* edgeStyleName(int number);  // "" outside 1..13
 
+struct LabAxisPoint;
+
 // Tables built once per run and read by the modes.
 struct GlueTables {
   int32_t tentTable[256];          // 2i below 128, 511 - 2i from 128 on
   const uint8_t* labForward;       // 16x16x16 nodes of 3 bytes: RGB -> Lab
   const uint8_t* labInverse;       // 16x16x16 nodes of 3 bytes: Lab -> RGB
+  const LabAxisPoint* labAxis16;   // node and fraction of every 16-bit value
 };
 
 // Fills tentTable and points at the Lab tables (computed on first use).
