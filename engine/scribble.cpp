@@ -28,7 +28,9 @@ inline double turnAngle(double a, double rot) {
   return a - static_cast<double>(truncateSaturating(q)) * SCRIBBLE_TWO_PI - SCRIBBLE_PI;
 }
 
-inline int32_t bandOf(double a) { return a > BAND_EDGE ? 2 : (a > -BAND_EDGE ? 1 : 0); }
+// 2 above the upper edge, 1 above the lower one, else 0; counted rather
+// than branched, as the angles follow the picture.
+inline int32_t bandOf(double a) { return static_cast<int32_t>(a > BAND_EDGE) + static_cast<int32_t>(a > -BAND_EDGE); }
 
 // Two lanes at a time, SSE2: the same operations in the same order as the
 // scalar forms, lane by lane. Truncation by instruction equals
@@ -143,6 +145,12 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   };
   static std::vector<int32_t> values;
   values.resize(static_cast<size_t>(columns));
+  struct Crossing {
+    int32_t column;
+    float threshold, a00, a01, a10, a11;
+  };
+  static std::vector<Crossing> crossing;
+  crossing.resize(static_cast<size_t>(columns) + 1);
   const __m128d scaleTwo = _mm_set1_pd(strengthScale), divisorTwo = _mm_set1_pd(strengthDivisor);
   const __m128d weightTwo = _mm_set1_pd(static_cast<double>(weight)), flatTwo = _mm_set1_pd(flatShare);
   const __m128d zero = _mm_setzero_pd(), top = _mm_set1_pd(300.0), sign = _mm_set1_pd(-0.0);
@@ -192,6 +200,7 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
     }
     for (; c < columns; ++c) values[c] = strengthOf(slopeAt(c));
 
+    int32_t count = 0;
     for (c = 0; c < columns; ++c) {
       // One plane alone: its direction is constant along the other axis.
       float a00 = t0[c], a01, a10, a11;
@@ -215,10 +224,20 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       if (b11 < band) band = b11;
       const float threshold = thresholds[band];
       // No corner above the level, or all of them: no crossing, nothing is
-      // drawn.
+      // drawn. The cells that cross are listed without a branch, whose
+      // outcome would follow the picture.
       const int32_t above = (a00 > threshold) + (a01 > threshold) + (a10 > threshold) + (a11 > threshold);
-      if (above == 0 || above == 4) continue;
-      contourCell(a00, a01, a10, a11, threshold, c + session->tileLeft, r + session->tileTop, plane, values[c]);
+      Crossing& next = crossing[count];
+      next.column = c, next.threshold = threshold;
+      next.a00 = a00, next.a01 = a01, next.a10 = a10, next.a11 = a11;
+      count += (above != 0) & (above != 4);
+    }
+    // The contours of the row, in the order of its cells.
+    const int32_t y = r + session->tileTop;
+    for (int32_t k = 0; k < count; ++k) {
+      const Crossing& cell = crossing[k];
+      contourCell(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + session->tileLeft, y, plane,
+                  values[cell.column]);
     }
   }
 }

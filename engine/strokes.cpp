@@ -100,15 +100,6 @@ inline Crossings crossings(float b00, float b01, float b10, float b11) {
 // the side's own coordinate fixed at 0 or 1.
 enum CellSide : uint8_t { TOP, LEFT, RIGHT, BOTTOM };
 
-inline void sidePoint(const Crossings& c, CellSide side, double* x, double* y) {
-  switch (side) {
-    case TOP: *x = c.top, *y = 0.0; return;
-    case LEFT: *x = 0.0, *y = c.left; return;
-    case RIGHT: *x = 1.0, *y = c.right; return;
-    default: *x = c.bottom, *y = 1.0; return;
-  }
-}
-
 // The segments of each case, as (x0, y0) to (x1, y1) by sides; 0 and 15
 // have none, the saddles 6 and 9 two.
 struct CellSegments {
@@ -153,10 +144,11 @@ void contourCell(float a00, float a01, float a10, float a11, float threshold, in
   const CellSegments& segments = CELL_SEGMENTS[index];
   if (segments.count == 0) return;
   const Crossings c = crossings(a00 - threshold, a01 - threshold, a10 - threshold, a11 - threshold);
+  // The points on the four sides, looked up by side rather than branched to.
+  const double across[4] = {c.top, 0.0, 1.0, c.bottom};
+  const double down[4] = {0.0, c.left, c.right, 1.0};
   for (int32_t k = 0; k < segments.count; ++k) {
-    double x0, y0, x1, y1;
-    sidePoint(c, segments.ends[k][0], &x0, &y0);
-    sidePoint(c, segments.ends[k][1], &x1, &y1);
-    dotForSegment(x0, y0, x1, y1, x, y, plane, value);
+    const CellSide from = segments.ends[k][0], to = segments.ends[k][1];
+    dotForSegment(across[from], down[from], across[to], down[to], x, y, plane, value);
   }
 }

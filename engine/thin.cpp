@@ -118,10 +118,11 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
       double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
       Crest k = crestNumbers(m + c, layout, dx, dy);
       // Ties are one-sided, so of a plateau of two equal samples one stays.
-      if (k.a <= k.P && k.b < k.P)
-        edges[c] = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
-      else
-        edges[c] = 0;
+      // The value is formed for every pixel and kept on crests only: the
+      // test follows the picture and would defeat a branch.
+      const bool crest = (k.a <= k.P) & (k.b < k.P);
+      const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
+      edges[c] = crest ? e : 0;
     }
     shadeRow(loop, row, edges, tile, true);
   }
@@ -139,18 +140,37 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   const int32_t width = columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, rows, columns, styleScaleDivisor(session));
   const CrestLayout layout = crestLayout(width);
+  // The pixels of a row that lie on a crest, listed first without a branch
+  // (the test follows the picture), then drawn in the order of the row.
+  struct CrestPixel {
+    int32_t column;
+    float p1, p2;
+    double sign;
+  };
+  static std::vector<CrestPixel> crests;
+  crests.resize(static_cast<size_t>(columns) + 1);
   for (int32_t row = 0; row < rows; ++row) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
     const float y = static_cast<float>(row + session->tileTop);
+    int32_t count = 0;
     for (int32_t c = 0; c < columns; ++c) {
       double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
       Crest k = crestNumbers(m + c, layout, dx, dy);
       float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
       float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
-      bool crest = (p1 >= 0.0f && static_cast<double>(p2) > -0.001) || (static_cast<double>(p1) > -0.001 && p2 >= 0.0f);
-      if (!crest) continue;
+      const bool crest = ((p1 >= 0.0f) & (static_cast<double>(p2) > -0.001)) |
+                         ((static_cast<double>(p1) > -0.001) & (p2 >= 0.0f));
+      CrestPixel& next = crests[count];
+      next.column = c, next.p1 = p1, next.p2 = p2, next.sign = k.sign;
+      count += crest;
+    }
+    for (int32_t i = 0; i < count; ++i) {
+      const CrestPixel& pixel = crests[i];
+      const int32_t c = pixel.column;
+      const float p1 = pixel.p1, p2 = pixel.p2;
+      double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
       double v = m[c] * weight / depthScale;
       // A negative value cannot raise the plane; 0 behaves the same and
       // keeps the conversion defined for any weight.
@@ -159,7 +179,7 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
       // measured along the gradient.
       float s = p1 + p2;
       float f = s > 0.0f ? p1 / s : 0.5f;
-      if (k.sign > 0.0) f = static_cast<float>(1.0 - f);
+      if (pixel.sign > 0.0) f = static_cast<float>(1.0 - f);
       float fx = static_cast<float>(dx), fy = static_cast<float>(dy);
       float n = numeric::squareRootF(fx * fx + fy * fy);
       if (n == 0.0f) continue;

@@ -56,8 +56,12 @@ void restoreRegionView(const RegionSnapshot* snapshot, FilterSession* session) {
 namespace {
 
 // One pass over the region's single tile. False when the host or the memory
-// failed, with the code in the result word.
-bool renderRegionPass(FilterSession* session, const Rect& region, PixelMap* tile, bool strokePlanePass) {
+// failed, with the code in the result word. With keepTile the tile stays
+// allocated for the second pass of a two-pass style, which takes it as it is
+// when its size and format fit instead of allocating the same block again;
+// it is read from the host anew either way.
+bool renderRegionPass(FilterSession* session, const Rect& region, PixelMap* tile, bool strokePlanePass,
+                      bool keepTile) {
   FilterRecord* record = session->filterRecord;
   session->tileTop = 0;
   session->tileLeft = 0;
@@ -65,7 +69,9 @@ bool renderRegionPass(FilterSession* session, const Rect& region, PixelMap* tile
   int32_t side = width > height ? width : height;
   Rect core = makeRect(region.top, region.left, region.top + side, region.left + side);
   Rect padded = growRect(core, TILE_MARGIN);
-  if (!pixelMapCreate(tile, rectWidth(padded), rectHeight(padded), tileFormatOf(record), 0)) {
+  const bool fits = !pixelMapEmpty(tile) && tile->baseWidth == rectWidth(padded) &&
+                    tile->baseHeight == rectHeight(padded) && tile->format == tileFormatOf(record);
+  if (!fits && !pixelMapCreate(tile, rectWidth(padded), rectHeight(padded), tileFormatOf(record), 0)) {
     // Nothing may render from an empty tile.
     setResult(session, RESULT_MEM_FULL);
     return false;
@@ -84,7 +90,7 @@ bool renderRegionPass(FilterSession* session, const Rect& region, PixelMap* tile
     renderStrokePlaneTile(session, tile);
   else
     renderTile(session, tile);
-  pixelMapFree(tile);
+  if (!keepTile) pixelMapFree(tile);
   return true;
 }
 
@@ -117,8 +123,9 @@ void renderRegion(FilterSession* session) {
   bool twoPass = isTwoPassStyle(p->edgeStyle);
   if (twoPass) clearStrokePlaneFor(&session->strokePlane, region);
   if (p->renderTarget == 2) reportProgress(session, 0, 1, 1);
-  if (!rectEmpty(region) && renderRegionPass(session, region, &tile, false) && twoPass)
-    renderRegionPass(session, region, &tile, true);
+  if (!rectEmpty(region) && renderRegionPass(session, region, &tile, false, twoPass) && twoPass)
+    renderRegionPass(session, region, &tile, true, false);
+  pixelMapFree(&tile);
   restoreRegionView(&snapshot, session);
   if (p->renderTarget == 1) setPreviewGeometry(session, p->scaleDivisor);
 }
