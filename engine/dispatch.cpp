@@ -15,13 +15,21 @@ int16_t tweakerWeight(int32_t renderTweaker) {
   return static_cast<int16_t>(static_cast<int32_t>(static_cast<double>(v) * 100.0));
 }
 
-int32_t selectionCoverage(int32_t column, int32_t row, const FilterSession* session) {
-  if (column < 0 || column > session->imageRight || row < session->imageTop || row > session->imageBottom) return 0;
+RowCoverage rowCoverage(const FilterSession* session, int32_t row) {
+  RowCoverage c{nullptr, 0, session->imageRight};
+  if (row < session->imageTop || row > session->imageBottom) return c;
   const FilterRecord* record = session->filterRecord;
-  if (!record->haveMask || record->maskData == nullptr) return 255;
-  if (row < session->maskTop || row > session->maskBottom) return 0;
-  const uint8_t* mask = static_cast<const uint8_t*>(record->maskData);
-  return mask[static_cast<intptr_t>(row - session->maskTop) * record->maskRowBytes + column];
+  if (!record->haveMask || record->maskData == nullptr) {
+    c.whole = 255;
+  } else if (row >= session->maskTop && row <= session->maskBottom) {
+    c.mask = static_cast<const uint8_t*>(record->maskData) +
+             static_cast<intptr_t>(row - session->maskTop) * record->maskRowBytes;
+  }
+  return c;
+}
+
+int32_t selectionCoverage(int32_t column, int32_t row, const FilterSession* session) {
+  return coverageAt(rowCoverage(session, row), column);
 }
 
 void buildGreyRamp(uint8_t table[256][4]) {

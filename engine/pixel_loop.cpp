@@ -85,11 +85,12 @@ inline void storeFinal(const PixelLoop& loop, int32_t row, int32_t column, const
 // The preview: composed over a checkerboard of 8-sample checks, aligned to
 // the output rectangle, weighted by the selection's coverage.
 template <typename Sample>
-inline void storePreview(const PixelLoop& loop, int32_t row, int32_t column, const int32_t top[3], int32_t alpha) {
+inline void storePreview(const PixelLoop& loop, const RowCoverage& coverage, int32_t row, int32_t column,
+                         const int32_t top[3], int32_t alpha) {
   constexpr bool eight = sizeof(Sample) == 1;
   Sample* out = reinterpret_cast<Sample*>(loop.out) + row * loop.outRowStep + column * loop.outColumnStep;
   const int32_t channels = loop.greyImage ? 1 : 3;
-  int32_t m = selectionCoverage(column, row, loop.session);
+  int32_t m = coverageAt(coverage, column);
   const bool light = ((column ^ row) & 8) == 0;
   if (eight) {
     if (m > 127) ++m;
@@ -137,6 +138,7 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
   constexpr bool eight = sizeof(Sample) == 1;
   const int32_t maxValue = loop.maxValue;
   const bool flip = applyFlip && loop.flip;
+  const RowCoverage coverage = Target == 1 ? rowCoverage(loop.session, row) : RowCoverage{nullptr, 0, -1};
   for (int32_t column = 0; column < loop.columns; ++column) {
     int32_t e = edges[column];
     int32_t base[3], alpha;
@@ -158,7 +160,7 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
     if (Target == 0)
       storeFinal<Sample>(loop, row, column, top, alpha);
     else if (Target == 1)
-      storePreview<Sample>(loop, row, column, top, alpha);
+      storePreview<Sample>(loop, coverage, row, column, top, alpha);
     else
       storeExport<Sample>(loop, row, column, top, alpha);
   }

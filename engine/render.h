@@ -40,9 +40,22 @@ void releaseFieldBuffers(FilterSession* session, ScratchPair* pair);
 // single, weight = trunc(v * 100.0) as a signed 16-bit number.
 int16_t tweakerWeight(int32_t renderTweaker);
 
-// 0..255: how much of the pixel the selection covers (Part of the preview
-// store); 255 when the host gives no selection.
+// 0..255: how much of the pixel the selection covers, for the preview's
+// store: 0 outside the region in hand, 255 when the host gives no
+// selection, else the mask's byte.
 int32_t selectionCoverage(int32_t column, int32_t row, const FilterSession* session);
+
+// The same worked out once for a whole row.
+struct RowCoverage {
+  const uint8_t* mask;  // the mask's row, or null
+  int32_t whole;        // the coverage when there is no mask row: 0 or 255
+  int32_t lastColumn;   // columns beyond it are not covered
+};
+RowCoverage rowCoverage(const FilterSession* session, int32_t row);
+inline int32_t coverageAt(const RowCoverage& c, int32_t column) {
+  if (column < 0 || column > c.lastColumn) return 0;
+  return c.mask ? c.mask[column] : c.whole;
+}
 
 // Ramps: the grey ramp (i, i, i, i), and the one from the host's background
 // to its foreground colour.
