@@ -7,6 +7,7 @@
 #include "engine/render.h"
 #include "engine/styles.h"
 #include "host/host_services.h"
+#include "image/rect.h"
 #include "pi/plugin_interface.h"
 
 int16_t tweakerWeight(int32_t renderTweaker) {
@@ -115,7 +116,8 @@ void renderTile(FilterSession* session, PixelMap* tile) {
 
   EdgeKernels kernels;
   buildEdgeKernels(context.sigma, &kernels);
-  computeEdgeField(selector, kernels, source, smoothedDown, smoothedAcross, gradientX, gradientY, tile);
+  computeEdgeField(selector, kernels, source, smoothedDown, smoothedAcross, gradientX, gradientY, tile,
+                   rectHeight(record->outRect));
   context.gradientX = p->horizontalField ? gradientX : nullptr;
   context.gradientY = p->verticalField ? gradientY : nullptr;
   context.fieldSide = s2;

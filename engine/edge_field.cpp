@@ -34,9 +34,9 @@ namespace {
 // The source channel as doubles, once per tile. Luminance uses the field's
 // weights 299, 587, 114 (sum 1000) on integers, then scales by 0.001.
 template <typename Sample>
-void takeSource(uint16_t selector, const PixelMap* tile, double* source) {
+void takeSource(uint16_t selector, const PixelMap* tile, int32_t rows, double* source) {
   const int32_t side = tile->baseWidth;
-  const size_t count = static_cast<size_t>(side) * side;
+  const size_t count = static_cast<size_t>(side) * rows;
   const Sample* p = reinterpret_cast<const Sample*>(tile->pixels);
   if (selector == SOURCE_LUMINANCE) {
     for (size_t i = 0; i < count; ++i, p += 4)
@@ -50,23 +50,29 @@ void takeSource(uint16_t selector, const PixelMap* tile, double* source) {
 }  // namespace
 
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
-                      double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile) {
+                      double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile,
+                      int32_t coreRows) {
   const int32_t t = tile->baseWidth;
   const int32_t s1 = t - 40;  // side of the smoothed planes
   const int32_t s2 = t - 80;  // side of the gradient planes
+  // Rows of each plane that the core's rows need: the styles read field rows
+  // 0 .. coreRows + 1, each pass reaches 20 rows further.
+  const int32_t rows2 = coreRows < s2 - 2 ? (coreRows < 0 ? 0 : coreRows) + 2 : s2;
+  const int32_t rows1 = rows2 + 40 < s1 ? rows2 + 40 : s1;
+  const int32_t rows0 = rows1 + 40 < t ? rows1 + 40 : t;
   const int32_t n = kernels.tapCount;
   const double* g = kernels.smoothTaps;
   const double* d = kernels.slopeTaps;
   if (sourceSelector != SOURCE_LUMINANCE && sourceSelector > 2) sourceSelector = SOURCE_LUMINANCE;
   if (tile->format == PIXEL_RGBA8)
-    takeSource<uint8_t>(sourceSelector, tile, source);
+    takeSource<uint8_t>(sourceSelector, tile, rows0, source);
   else
-    takeSource<uint16_t>(sourceSelector, tile, source);
+    takeSource<uint16_t>(sourceSelector, tile, rows0, source);
 
   // First pass. Every output sample starts from its centre tap and adds the
   // pairs for i = 1 .. n-2 in increasing i (G[n-1] is never used); the loops
   // run over whole rows so each tap is one multiply per pair of samples.
-  for (int32_t r = 0; r < s1; ++r) {
+  for (int32_t r = 0; r < rows1; ++r) {
     const double* centre = source + static_cast<size_t>(r + 20) * t + 20;
     double* down = smoothedDown + static_cast<size_t>(r) * s1;
     double* across = smoothedAcross + static_cast<size_t>(r) * s1;
@@ -85,7 +91,7 @@ void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, doubl
   }
 
   // Second pass: sums from 0.0 over i = 1 .. n-1.
-  for (int32_t r = 0; r < s2; ++r) {
+  for (int32_t r = 0; r < rows2; ++r) {
     const double* downRow = smoothedDown + static_cast<size_t>(r + 20) * s1 + 20;
     const double* acrossCentre = smoothedAcross + static_cast<size_t>(r + 20) * s1 + 20;
     double* gx = gradientX + static_cast<size_t>(r) * s2;

@@ -30,6 +30,12 @@ void buildEdgeKernels(double sigma, EdgeKernels* kernels);
 uint16_t sourceSelectorFor(int32_t renderSource, int16_t imageMode);
 
 // Both passes over a square tile of format 3 or 4. The caller provides the
-// planes (sizes above). Always succeeds.
+// planes (sizes above). Always succeeds. When the core to render has fewer
+// rows than the tile's (the foot of the picture, a preview wider than high),
+// coreRows limits the work to the rows the styles read: the ring of one
+// field sample round the core and the reach of the taps. Every value that is
+// computed is the one the whole tile would give.
+constexpr int32_t ALL_ROWS = 1 << 30;
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
-                      double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile);
+                      double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile,
+                      int32_t coreRows = ALL_ROWS);
