@@ -17,6 +17,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 struct HslColour {
   float h, s, l;
@@ -71,21 +73,48 @@ void labToRgb(const int32_t lab[3], const uint8_t* labInverse, bool eightBit, in
 
 namespace colour_detail {
 
+// a where the condition holds, else b, picked with bit masks: the compiler
+// turns a plain select into a branch (or works out only the chosen side),
+// and on image data such branches go wrong about every other pixel. The
+// bits of the chosen value pass through unchanged.
+template <class T>
+inline T chooseBy(bool condition, T a, T b) {
+  using Bits = typename std::conditional<sizeof(T) == 8, uint64_t, uint32_t>::type;
+  static_assert(sizeof(T) == sizeof(Bits), "float, double or a 32-bit integer");
+  Bits bitsA, bitsB;
+  std::memcpy(&bitsA, &a, sizeof a);
+  std::memcpy(&bitsB, &b, sizeof b);
+  const Bits mask = Bits(0) - Bits(condition ? 1 : 0);
+  const Bits chosen = (bitsA & mask) | (bitsB & ~mask);
+  T out;
+  std::memcpy(&out, &chosen, sizeof out);
+  return out;
+}
+
 // The six-sector walk round the hue wheel shared by hslToRgb and
 // hueLuminance: v is the largest channel, p the smallest.
-inline RgbColour sectorColour(float h, float v, float p) {
+// factor is ((v - p) / v) * v, the part that does not depend on h.
+inline RgbColour sectorColourWith(float h, float v, float p, float factor) {
   // Which of v, up, p, down each channel takes, by sector.
   static constexpr uint8_t PICK[6][3] = {{0, 1, 2}, {3, 0, 2}, {2, 0, 1},
                                          {2, 3, 0}, {1, 2, 0}, {0, 2, 3}};
   float h6 = h * 6.0f;
   int n = int(h6);
-  float f = ((v - p) / v) * v * (h6 - float(n));
-  const float value[4] = {v, p + f, p, v - f};
+  float f = factor * (h6 - float(n));
+  // Picked by index rather than by a switch, whose branches would follow
+  // the image's hues. volatile keeps the four stores single: the compiler
+  // would merge them into one wide store, and a narrow load from part of
+  // it may not be forwarded and stall.
+  volatile float value[4] = {v, p + f, p, v - f};
   // h = 1 gives n = 6 and wraps to red; nothing valid gives n below 0, but
   // it must still land in a sector.
-  int sector = (n > 5 || n < 0) ? 0 : n;
+  int sector = chooseBy(n > 5 || n < 0, 0, n);
   const uint8_t* pick = PICK[sector];
   return {value[pick[0]], value[pick[1]], value[pick[2]]};
+}
+
+inline RgbColour sectorColour(float h, float v, float p) {
+  return sectorColourWith(h, v, p, ((v - p) / v) * v);
 }
 
 // Axis placement for one value already limited to 0..15 cells.
@@ -104,45 +133,57 @@ inline LabAxisPoint labAxisPoint(int32_t x, float cell) {
   return {uint16_t(i), uint16_t(f)};
 }
 
+// a where the condition holds, else b, worked out with masks: the compiler
+// would turn a plain select into a branch, and on image data such branches
+// go wrong about every other pixel.
+inline int32_t maskSelect(bool condition, int32_t a, int32_t b) {
+  const int32_t mask = -int32_t(condition);
+  return (a & mask) | (b & ~mask);
+}
+
 // The interpolation proper, once every axis is placed.
 inline void labInterpolate(const LabAxisPoint p[3], const uint8_t* table, float cell,
                            int32_t out[3]) {
-  const int offset0 = 3 * p[0].node + 48 * p[1].node + 768 * p[2].node;
+  const int32_t offset0 = 3 * p[0].node + 48 * p[1].node + 768 * p[2].node;
   // At the top node the fraction is 0 and the step past it has weight 0;
   // stay on the node rather than read past the table.
-  const int stride[3] = {p[0].node == 15 ? 0 : 3, p[1].node == 15 ? 0 : 48,
-                         p[2].node == 15 ? 0 : 768};
-  const int32_t f[3] = {p[0].fraction, p[1].fraction, p[2].fraction};
+  const int32_t s0 = maskSelect(p[0].node != 15, 3, 0);
+  const int32_t s1 = maskSelect(p[1].node != 15, 48, 0);
+  const int32_t s2 = maskSelect(p[2].node != 15, 768, 0);
+  const int32_t f0 = p[0].fraction, f1 = p[1].fraction, f2 = p[2].fraction;
 
-  // Sort the axes by fraction, ascending. Between equal fractions the
-  // step has weight 0, so the order of ties cannot show in the result; the
-  // swaps are written as selects because image data makes them hard to
-  // predict.
-  int o0 = 0, o1 = 1, o2 = 2;
-  auto order = [&f](int& lo, int& hi) {
-    bool swap = f[lo] > f[hi];
-    int a = swap ? hi : lo, b = swap ? lo : hi;
-    lo = a;
-    hi = b;
-  };
-  order(o0, o1);
-  order(o0, o2);
-  order(o1, o2);
+  // The tetrahedron: from the base corner step along the axis of the
+  // largest fraction, then the middle one, then the smallest, reaching the
+  // far corner. Between equal fractions the step has weight 0, so which of
+  // the tied axes is taken cannot show in the result.
+  const bool firstIsLargest = (f0 >= f1) & (f0 >= f2), secondOverThird = f1 >= f2;
+  const int32_t largest = maskSelect(firstIsLargest, f0, maskSelect(secondOverThird, f1, f2));
+  const int32_t strideOfLargest =
+      maskSelect(firstIsLargest, s0, maskSelect(secondOverThird, s1, s2));
+  const bool firstIsSmallest = (f0 <= f1) & (f0 <= f2);
+  const int32_t smallest = maskSelect(firstIsSmallest, f0, maskSelect(secondOverThird, f2, f1));
+  const int32_t strideOfSmallest =
+      maskSelect(firstIsSmallest, s0, maskSelect(secondOverThird, s2, s1));
+  const int32_t middle = f0 + f1 + f2 - largest - smallest;
 
-  // Corners of the tetrahedron and their weights; integer sums, so the
-  // order of the additions does not matter.
-  const int c1 = offset0 + stride[o2];
-  const int c2 = c1 + stride[o1];
-  const int c3 = c2 + stride[o0];
-  const int32_t w0 = int32_t(cell - float(f[o2]));
-  const int32_t w1 = f[o2] - f[o1], w2 = f[o1] - f[o0], w3 = f[o0];
+  const int32_t c1 = offset0 + strideOfLargest;
+  const int32_t c3 = offset0 + s0 + s1 + s2;
+  const int32_t c2 = c3 - strideOfSmallest;
+  // On the 8-bit scale the cell and the fractions are small integers, so
+  // the single-precision difference is exact and equals the integer one.
+  const int32_t w0 = cell == LAB_CELL_8 ? 17 - largest : int32_t(cell - float(largest));
+  const int32_t w1 = largest - middle, w2 = middle - smallest, w3 = smallest;
+  // Every weight and table entry is non-negative, so the quotient may be
+  // taken unsigned: the same truncation, a shorter division.
   for (int k = 0; k < 3; ++k)
-    out[k] = (table[offset0 + k] * w0 + table[c1 + k] * w1 + table[c2 + k] * w2 +
-              table[c3 + k] * w3) /
-             17;
+    out[k] = int32_t(uint32_t(table[offset0 + k] * w0 + table[c1 + k] * w1 +
+                              table[c2 + k] * w2 + table[c3 + k] * w3) /
+                     17u);
 }
 
-inline int32_t limitToScale(int32_t x, int32_t top) { return x < 0 ? 0 : (x > top ? top : x); }
+inline int32_t limitToScale(int32_t x, int32_t top) {
+  return maskSelect(x < 0, 0, maskSelect(x > top, top, x));
+}
 
 }  // namespace colour_detail
 
@@ -163,6 +204,7 @@ inline void labConvert16(const int32_t in[3], const uint8_t* table, const LabAxi
 }
 
 inline HslColour rgbToHsl(float r, float g, float b) {
+  using colour_detail::chooseBy;
   float mx = r > g ? r : g;
   if (b > mx) mx = b;
   float mn = r < g ? r : g;
@@ -174,68 +216,91 @@ inline HslColour rgbToHsl(float r, float g, float b) {
     out.s = d;
     return out;
   }
-  out.s = d / (out.l > 0.5f ? 2.0f - mx - mn : mx + mn);
+  out.s = d / chooseBy(out.l > 0.5f, 2.0f - mx - mn, mx + mn);
   float u = 1.0f / (d * d * d);
   // The order of the tests breaks ties: red wins over green, green over
-  // blue. Each case is start + ratio(c) or start - ratio(c); the ratio is
-  // (mx - c) times u times d times d, and subtracting equals adding the
-  // negated ratio, so one expression serves all six.
-  float start, sign, c;
-  if (r == mx) {
-    bool low = g == mn;
-    start = low ? 5.0f : 1.0f;
-    sign = low ? 1.0f : -1.0f;
-    c = low ? b : g;
-  } else if (g == mx) {
-    bool low = b == mn;
-    start = low ? 1.0f : 3.0f;
-    sign = low ? 1.0f : -1.0f;
-    c = low ? r : b;
-  } else {
-    bool low = r == mn;
-    start = low ? 3.0f : 5.0f;
-    sign = low ? 1.0f : -1.0f;
-    c = low ? g : r;
-  }
-  float h = start + sign * ((mx - c) * u * d * d);
+  // blue. The six cases, by the largest channel and whether the next one
+  // round the wheel is the smallest:
+  //   red:   5 + ratio(b) or 1 - ratio(g)
+  //   green: 1 + ratio(r) or 3 - ratio(b)
+  //   blue:  3 + ratio(g) or 5 - ratio(r)
+  // with ratio(c) = (mx - c) times u times d times d. Subtracting equals
+  // adding the negated ratio, so one expression serves all six; the case
+  // is counted from the comparisons rather than branched on.
+  static constexpr float START[6] = {5.0f, 1.0f, 1.0f, 3.0f, 3.0f, 5.0f};
+  static constexpr float SIGN[6] = {1.0f, -1.0f, 1.0f, -1.0f, 1.0f, -1.0f};
+  static constexpr uint8_t CHANNEL[6] = {2, 1, 0, 2, 1, 0};
+  const int redMax = r == mx;
+  const int greenMax = (1 - redMax) & int(g == mx);
+  const int blueMax = (1 - redMax) & (1 - greenMax);
+  const int nextIsMin =
+      (redMax & int(g == mn)) | (greenMax & int(b == mn)) | (blueMax & int(r == mn));
+  const int which = 2 * greenMax + 4 * blueMax + (1 - nextIsMin);
+  volatile float channel[3] = {r, g, b};  // single stores, as in sectorColour
+  const float c = channel[CHANNEL[which]];
+  float h = START[which] + SIGN[which] * ((mx - c) * u * d * d);
   out.h = h * 0.16666667f;
   return out;
 }
 
 inline RgbColour hslToRgb(float h, float s, float l) {
-  float v = l <= 0.5f ? (s + 1.0f) * l : s + l - s * l;
+  float v = colour_detail::chooseBy(l <= 0.5f, (s + 1.0f) * l, s + l - s * l);
   if (!(v > 0.0f)) return {0.0f, 0.0f, 0.0f};
   float p = 2.0f * l - v;
   return colour_detail::sectorColour(h, v, p);
 }
 
-inline float hueLuminance(float h, float s) {
+// The h-free part of hueLuminance(h, s): it depends on s alone, so colours
+// that share a saturation can share it.
+inline float hueLuminanceFactor(float s) {
   float v = (s + 1.0f) * 0.5f;
   float p = 1.0f - v;
-  RgbColour c = colour_detail::sectorColour(h, v, p);
+  return ((v - p) / v) * v;
+}
+
+// hueLuminance(h, s) given hueLuminanceFactor(s).
+inline float hueLuminanceWith(float h, float s, float factor) {
+  float v = (s + 1.0f) * 0.5f;
+  float p = 1.0f - v;
+  RgbColour c = colour_detail::sectorColourWith(h, v, p, factor);
   // Weights of apparent brightness for the pure hue, summed in double.
   return float(double(c.g) * 0.52 + double(c.r) * 0.28 + double(c.b) * 0.2);
 }
 
-inline HslColour rgbToLightHsl(float r, float g, float b) {
+inline float hueLuminance(float h, float s) {
+  return hueLuminanceWith(h, s, hueLuminanceFactor(s));
+}
+
+// rgbToLightHsl that also hands back the pure hue's lightness it used
+// (hueLuminance of the result's h and s) and hueLuminanceFactor of its s,
+// for a way back with the same hue or saturation to reuse.
+inline HslColour rgbToLightHslKeeping(float r, float g, float b, float& hueLight,
+                                      float& hueFactor) {
   HslColour hsl = rgbToHsl(r, g, b);
-  float c = hueLuminance(hsl.h, hsl.s);
+  hueFactor = hueLuminanceFactor(hsl.s);
+  float c = hueLuminanceWith(hsl.h, hsl.s, hueFactor);
+  hueLight = c;
   double l = hsl.l;
   double upper = (l - 0.5) * 2.0 * (1.0 - c) + c;
   double lower = l * 2.0 * c;
-  hsl.l = float(l > 0.5 ? upper : lower);
+  hsl.l = float(colour_detail::chooseBy(l > 0.5, upper, lower));
   return hsl;
 }
 
-inline RgbColour lightHslToRgb(float h, float s, float l) {
+inline HslColour rgbToLightHsl(float r, float g, float b) {
+  float hueLight, hueFactor;
+  return rgbToLightHslKeeping(r, g, b, hueLight, hueFactor);
+}
+
+// lightHslToRgb with hueLuminance(h, s) already known.
+inline RgbColour lightHslToRgbGiven(float h, float s, float l, float hueLight) {
   float plain;
   if (l >= 1.0f) {
     plain = 1.0f;
   } else if (l <= 0.0f) {
     plain = 0.0f;
   } else {
-    // Only this case reads the pure hue's lightness.
-    float c = hueLuminance(h, s);
+    float c = hueLight;
     if (c < 0.0f) c = 0.0f;
     if (c > 1.0f) c = 1.0f;
     // Both sides are worked out and one is kept. A c of 1 only reaches the
@@ -244,9 +309,15 @@ inline RgbColour lightHslToRgb(float h, float s, float l) {
     // a zero.
     double above = (l - c) / (c < 1.0f ? 1.0 - c : 1.0) * 0.5 + 0.5;
     double below = (l / (c > 0.0f ? c : 1.0f)) * 0.5;
-    plain = float(l > c ? above : below);
+    plain = float(colour_detail::chooseBy(l > c, above, below));
   }
   return hslToRgb(h, s, plain);
+}
+
+inline RgbColour lightHslToRgb(float h, float s, float l) {
+  // Only lightness strictly between 0 and 1 reads the pure hue's lightness.
+  const float c = (l >= 1.0f || l <= 0.0f) ? 0.0f : hueLuminance(h, s);
+  return lightHslToRgbGiven(h, s, l, c);
 }
 
 inline float lightRatio(float a, float c) {

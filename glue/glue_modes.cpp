@@ -317,4 +317,5 @@ void buildRunTables(GlueTables& tables) {
   tables.labForward = lab.forward;
   tables.labInverse = lab.inverse;
   tables.labAxis16 = labAxis16();
+  for (GlueTopEntry& entry : tables.topCache) entry.key[0] = 0;
 }

@@ -115,15 +115,34 @@ const char* edgeStyleName(int number);  // "" outside 1..13
 
 struct LabAxisPoint;
 
+// What a colour-space mode worked out from one top colour alone (its HSL,
+// its Lab values, ...), kept for later pixels with the same top colour: the
+// top colours come from a ramp of a few hundred entries, so they repeat
+// throughout a run. key[0] says which mode's working (0: empty), key[1..3]
+// is the top colour.
+struct GlueTopEntry {
+  int32_t key[4];
+  float value[6];
+};
+constexpr int GLUE_TOP_CACHE_BITS = 9;
+constexpr int GLUE_TOP_CACHE_SIZE = 1 << GLUE_TOP_CACHE_BITS;
+
 // Tables built once per run and read by the modes.
 struct GlueTables {
   int32_t tentTable[256];          // 2i below 128, 511 - 2i from 128 on
   const uint8_t* labForward;       // 16x16x16 nodes of 3 bytes: RGB -> Lab
   const uint8_t* labInverse;       // 16x16x16 nodes of 3 bytes: Lab -> RGB
   const LabAxisPoint* labAxis16;   // node and fraction of every 16-bit value
+  // Filled by the modes as the run goes, emptied by buildRunTables. An
+  // entry holds exactly what the conversion gives, so a hit changes no
+  // result; but the modes write here, so one GlueTables must not be shared
+  // by threads that glue at the same time. All zero bytes is a valid,
+  // empty cache.
+  mutable GlueTopEntry topCache[GLUE_TOP_CACHE_SIZE];
 };
 
-// Fills tentTable and points at the Lab tables (computed on first use).
+// Fills tentTable, points at the Lab tables (computed on first use) and
+// empties the top-colour cache.
 void buildRunTables(GlueTables& tables);
 
 // One pixel: combines top with base in place. Never fails. Mode 1 and any

@@ -38,6 +38,23 @@ inline int32_t pinMix(int32_t x, int32_t y) {
   return y >= D::H ? maxOf(x, 2 * y - D::M) : minOf(x, 2 * y);
 }
 
+// hardMix and pinMix with the half chosen by bit masks rather than a
+// branch, for operands that fall on either side of the half at random (the
+// Lab opponents of image colours). Same results; the integer modes keep the
+// plain forms, which the compiler handles well there.
+inline int32_t pickBy(bool condition, int32_t a, int32_t b) {
+  const int32_t mask = -int32_t(condition);
+  return (a & mask) | (b & ~mask);
+}
+template <class D>
+inline int32_t hardMixUnbranched(int32_t x, int32_t y) {
+  return pickBy(x >= D::H, D::M - (((D::M - x) * (D::M - y)) >> D::S), (x * y) >> D::S);
+}
+template <class D>
+inline int32_t pinMixUnbranched(int32_t x, int32_t y) {
+  return pickBy(y >= D::H, maxOf(x, 2 * y - D::M), minOf(x, 2 * y));
+}
+
 template <class D>
 inline int32_t squareUp(int32_t x) {
   return D::M - (((D::M - x) * (D::M - x)) >> D::T);

@@ -124,4 +124,41 @@ TEST(GlueFingerprints, EveryModeAtBothDepthsGivesThePinnedBits) {
   }
 }
 
+// The run tables keep what a mode worked out from a top colour. Modes and
+// depths that take turns on one set of tables, with colours that repeat and
+// collide in the cache, must each still get what they get on fresh tables.
+TEST(GlueFingerprints, SharedRunTablesGiveWhatFreshOnesGive) {
+  GlueTables shared;
+  buildRunTables(shared);
+  const int modes[] = {GLUE_COLOR,    GLUE_LUMINANCE, GLUE_SATURATION, GLUE_HUE,
+                       GLUE_WAX,      GLUE_WANE,      GLUE_FRONTAL,    GLUE_PARIETAL,
+                       GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC,     GLUE_SINISTER,
+                       GLUE_ANTERIOR, GLUE_POSTERIOR};
+  const std::vector<Rgb> eight = colours(8), sixteen = colours(16);
+  uint32_t state = 7;
+  int failures = 0;
+  for (int step = 0; step < 20000 && failures < 5; ++step) {
+    state = state * 1664525u + 1013904223u;
+    const int mode = modes[(state >> 8) % 14];
+    const int depth = (state >> 20) & 1 ? 16 : 8;
+    const std::vector<Rgb>& set = depth == 16 ? sixteen : eight;
+    // A few top colours, so they come back often; any base.
+    const Rgb top = set[(state >> 4) % 12 * 37 % set.size()];
+    state = state * 1664525u + 1013904223u;
+    const Rgb base = set[(state >> 8) % set.size()];
+    GlueTables fresh;
+    buildRunTables(fresh);
+    Rgb viaShared = top, viaFresh = top;
+    applyGlue(mode, viaShared.c, base.c, depth, shared);
+    applyGlue(mode, viaFresh.c, base.c, depth, fresh);
+    for (int k = 0; k < 3; ++k) {
+      if (viaShared.c[k] != viaFresh.c[k]) {
+        ++failures;
+        ADD_FAILURE() << glueModeName(mode) << " at " << depth << " bits, step " << step;
+        break;
+      }
+    }
+  }
+}
+
 }  // namespace
