@@ -30,6 +30,7 @@ void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ram
   loop->ramp = ramp;
   loop->glue = p->glue == 1 ? nullptr : glueFunction(p->glue, loop->eightBit ? 8 : 16);
   if (loop->glue == glueKeepTop) loop->glue = nullptr;
+  loop->glueRow = loop->glue ? glueRowFunction(p->glue, loop->eightBit ? 8 : 16) : nullptr;
   loop->glueTables = &session->work->glueTables;
   // Hosts from before the column-bytes field leave it 0; a pixel then takes
   // the planes the host delivers.
@@ -133,9 +134,26 @@ inline void storeExport(const PixelLoop& loop, int32_t row, int32_t column, cons
   }
 }
 
+// The top colour of edge value e: the ramp's entry at 8 bits, two entries
+// blended with 7 fraction bits at 16; a grey image takes the luma into its
+// first channel and keeps the other two for the glue modes that read them.
+template <typename Sample>
+inline void rampColour(const PixelLoop& loop, int32_t e, int32_t top[3]) {
+  if (sizeof(Sample) == 1) {
+    const uint8_t* entry = loop.ramp[e];
+    top[0] = entry[0], top[1] = entry[1], top[2] = entry[2];
+  } else {
+    int32_t i = (e + 1) >> 7;
+    if (i > 255) i = 255;
+    const int32_t j = i + 1 > 255 ? 255 : i + 1;
+    const int32_t f = e & 127;
+    for (int32_t k = 0; k < 3; ++k) top[k] = loop.ramp[i][k] * (128 - f) + loop.ramp[j][k] * f;
+  }
+  if (loop.greyImage) top[0] = (top[0] * 77 + top[1] * 150 + top[2] * 28) >> 8;
+}
+
 template <typename Sample, int Target, bool Glued>
 void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
-  constexpr bool eight = sizeof(Sample) == 1;
   const int32_t maxValue = loop.maxValue;
   const bool flip = applyFlip && loop.flip;
   const RowCoverage coverage = Target == 1 ? rowCoverage(loop.session, row) : RowCoverage{nullptr, 0, -1};
@@ -145,17 +163,7 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
     readBase<Sample>(tile, column + TILE_MARGIN, row + TILE_MARGIN, loop.greyImage, base, &alpha);
     if (flip) e = maxValue - e;
     int32_t top[3];
-    if (eight) {
-      const uint8_t* entry = loop.ramp[e];
-      top[0] = entry[0], top[1] = entry[1], top[2] = entry[2];
-    } else {
-      int32_t i = (e + 1) >> 7;
-      if (i > 255) i = 255;
-      const int32_t j = i + 1 > 255 ? 255 : i + 1;
-      const int32_t f = e & 127;
-      for (int32_t k = 0; k < 3; ++k) top[k] = loop.ramp[i][k] * (128 - f) + loop.ramp[j][k] * f;
-    }
-    if (loop.greyImage) top[0] = (top[0] * 77 + top[1] * 150 + top[2] * 28) >> 8;
+    rampColour<Sample>(loop, e, top);
     if (Glued) loop.glue(top, base, *loop.glueTables);
     if (Target == 0)
       storeFinal<Sample>(loop, row, column, top, alpha);
@@ -166,9 +174,43 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
   }
 }
 
+// The same for a mode with a row form: tops and bases of the whole row
+// first, then the mode over the row, then the stores.
+template <typename Sample, int Target>
+void shadeRowByRow(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  const int32_t maxValue = loop.maxValue;
+  const bool flip = applyFlip && loop.flip;
+  const int32_t count = loop.columns;
+  static std::vector<int32_t> rowValues;
+  if (rowValues.size() < static_cast<size_t>(count) * 7) rowValues.resize(static_cast<size_t>(count) * 7);
+  int32_t* tops = rowValues.data();
+  int32_t* bases = tops + static_cast<size_t>(count) * 3;
+  int32_t* alphas = bases + static_cast<size_t>(count) * 3;
+  for (int32_t column = 0; column < count; ++column) {
+    int32_t e = edges[column];
+    readBase<Sample>(tile, column + TILE_MARGIN, row + TILE_MARGIN, loop.greyImage, bases + 3 * column,
+                     alphas + column);
+    if (flip) e = maxValue - e;
+    rampColour<Sample>(loop, e, tops + 3 * column);
+  }
+  loop.glueRow(tops, bases, count, *loop.glueTables);
+  const RowCoverage coverage = Target == 1 ? rowCoverage(loop.session, row) : RowCoverage{nullptr, 0, -1};
+  for (int32_t column = 0; column < count; ++column) {
+    const int32_t* top = tops + 3 * column;
+    if (Target == 0)
+      storeFinal<Sample>(loop, row, column, top, alphas[column]);
+    else if (Target == 1)
+      storePreview<Sample>(loop, coverage, row, column, top, alphas[column]);
+    else
+      storeExport<Sample>(loop, row, column, top, alphas[column]);
+  }
+}
+
 template <typename Sample, int Target>
 void shadeRowFor(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
-  if (loop.glue != nullptr)
+  if (loop.glueRow != nullptr)
+    shadeRowByRow<Sample, Target>(loop, row, edges, tile, applyFlip);
+  else if (loop.glue != nullptr)
     shadeRowOf<Sample, Target, true>(loop, row, edges, tile, applyFlip);
   else
     shadeRowOf<Sample, Target, false>(loop, row, edges, tile, applyFlip);

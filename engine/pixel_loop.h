@@ -24,6 +24,7 @@ struct PixelLoop {
   int32_t rows, columns;  // the core: outRect's size
   const uint8_t (*ramp)[4];
   GlueFunction glue;   // null for "normal"
+  GlueRowFunction glueRow;  // the mode's row form, or null
   const GlueTables* glueTables;
   // Output buffer of targets 0 and 1, addressed in samples.
   uint8_t* out;
