@@ -318,4 +318,5 @@ void buildRunTables(GlueTables& tables) {
   tables.labInverse = lab.inverse;
   tables.labAxis16 = labAxis16();
   for (GlueTopEntry& entry : tables.topCache) entry.key[0] = 0;
+  for (GlueAngleEntry& entry : tables.angleCache) entry.key = 0;
 }

@@ -127,6 +127,18 @@ struct GlueTopEntry {
 constexpr int GLUE_TOP_CACHE_BITS = 9;
 constexpr int GLUE_TOP_CACHE_SIZE = 1 << GLUE_TOP_CACHE_BITS;
 
+// The cosine and sine of one single-precision angle, kept for later pixels
+// with the same angle: "frontal" turns every base colour's hue into a point
+// on a disc, and a picture holds far fewer hues than pixels. key is the
+// angle's bit pattern plus one (0: empty; the angles are never negative, so
+// the sum cannot wrap).
+struct GlueAngleEntry {
+  uint32_t key;
+  float cosine, sine;
+};
+constexpr int GLUE_ANGLE_CACHE_BITS = 12;
+constexpr int GLUE_ANGLE_CACHE_SIZE = 1 << GLUE_ANGLE_CACHE_BITS;
+
 // Tables built once per run and read by the modes.
 struct GlueTables {
   int32_t tentTable[256];          // 2i below 128, 511 - 2i from 128 on
@@ -139,10 +151,12 @@ struct GlueTables {
   // by threads that glue at the same time. All zero bytes is a valid,
   // empty cache.
   mutable GlueTopEntry topCache[GLUE_TOP_CACHE_SIZE];
+  // Same rules as topCache.
+  mutable GlueAngleEntry angleCache[GLUE_ANGLE_CACHE_SIZE];
 };
 
 // Fills tentTable, points at the Lab tables (computed on first use) and
-// empties the top-colour cache.
+// empties the top-colour and angle caches.
 void buildRunTables(GlueTables& tables);
 
 // One pixel: combines top with base in place. Never fails. Mode 1 and any

@@ -1,0 +1,117 @@
+// The row forms of the glue modes against their per-pixel functions: every
+// pixel of a row must come out bit for bit as glueFunction gives it, for
+// rows of every length modulo the four-pixel step and for colours that
+// reach each branch (black, white, greys, the half, saturated primaries
+// and random colours).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "glue/glue_modes.h"
+
+namespace {
+
+struct Lcg {
+  uint32_t state;
+  uint32_t next() {
+    state = state * 1664525u + 1013904223u;
+    return state >> 8;
+  }
+};
+
+// One colour: a quarter special levels per channel, a quarter greys, a
+// quarter primaries and secondaries, the rest random.
+void randomColour(Lcg& rng, int32_t M, int32_t* out) {
+  const int32_t levels[] = {0, 1, M / 2, M / 2 + 1, M - 1, M};
+  switch (rng.next() % 4) {
+    case 0:
+      for (int c = 0; c < 3; ++c) out[c] = levels[rng.next() % 6];
+      break;
+    case 1: {
+      const int32_t v = int32_t(rng.next() % uint32_t(M + 1));
+      out[0] = out[1] = out[2] = v;
+      break;
+    }
+    case 2: {
+      const int32_t hi = int32_t(rng.next() % uint32_t(M + 1));
+      for (int c = 0; c < 3; ++c) out[c] = (rng.next() & 1) ? hi : 0;
+      break;
+    }
+    default:
+      for (int c = 0; c < 3; ++c) out[c] = int32_t(rng.next() % uint32_t(M + 1));
+  }
+}
+
+GlueTables& runTables() {
+  static GlueTables* tables = [] {
+    static GlueTables built;
+    buildRunTables(built);
+    return &built;
+  }();
+  return *tables;
+}
+
+TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
+  int modesWithRows = 0;
+  for (int depth : {8, 16}) {
+    const int32_t M = depth == 16 ? 32768 : 255;
+    for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
+      const GlueRowFunction row = glueRowFunction(mode, depth);
+      if (row == nullptr) continue;
+      ++modesWithRows;
+      const GlueFunction pixel = glueFunction(mode, depth);
+      Lcg rng{uint32_t(mode * 131 + depth)};
+      std::vector<int32_t> counts;
+      for (int32_t n = 1; n <= 13; ++n) counts.push_back(n);
+      counts.push_back(300);
+      counts.push_back(2001);
+      for (int32_t count : counts) {
+        std::vector<int32_t> tops(3 * count), bases(3 * count);
+        for (int32_t i = 0; i < count; ++i) {
+          randomColour(rng, M, &tops[3 * i]);
+          randomColour(rng, M, &bases[3 * i]);
+        }
+        // Repeat some tops, as a ramp does, so the top-colour cache hits.
+        for (int32_t i = 5; i < count; i += 5)
+          for (int c = 0; c < 3; ++c) tops[3 * i + c] = tops[3 * (i - 5) + c];
+        std::vector<int32_t> expected = tops;
+        for (int32_t i = 0; i < count; ++i)
+          pixel(&expected[3 * i], &bases[3 * i], runTables());
+        row(tops.data(), bases.data(), count, runTables());
+        for (int32_t i = 0; i < 3 * count; ++i)
+          ASSERT_EQ(tops[i], expected[i]) << "mode " << mode << " depth " << depth << " count "
+                                          << count << " pixel " << i / 3 << " channel " << i % 3
+                                          << " base " << bases[i - i % 3] << ","
+                                          << bases[i - i % 3 + 1] << "," << bases[i - i % 3 + 2];
+      }
+    }
+  }
+  EXPECT_GE(modesWithRows, 14);  // the HSL family at both depths, at least
+}
+
+// Every 8-bit colour of a coarse grid as base under a few tops: the row
+// forms reach the rare branches (equal channels, ties for the largest).
+TEST(GlueRows, RowFormsMatchOnAGridOfEightBitColours) {
+  std::vector<int32_t> bases;
+  for (int32_t r = 0; r <= 255; r += 15)
+    for (int32_t g = 0; g <= 255; g += 15)
+      for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {r, g, b});
+  const int32_t count = int32_t(bases.size() / 3);
+  const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
+  for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
+    const GlueRowFunction row = glueRowFunction(mode, 8);
+    if (row == nullptr) continue;
+    for (const auto& top : tops) {
+      std::vector<int32_t> got;
+      for (int32_t i = 0; i < count; ++i) got.insert(got.end(), {top[0], top[1], top[2]});
+      std::vector<int32_t> expected = got;
+      for (int32_t i = 0; i < count; ++i)
+        glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], runTables());
+      row(got.data(), bases.data(), count, runTables());
+      ASSERT_EQ(got, expected) << "mode " << mode;
+    }
+  }
+}
+
+}  // namespace
