@@ -125,17 +125,23 @@ HslColour lightHslKeeping(const int32_t c[3], float& hueLight, float& hueFactor)
                               hueFactor);
 }
 
+// The top colour's Lab values: integers below 2^24, kept exactly as floats
+// in the cache.
+template <class D>
+const float* topLab(const GlueTables& tables, const int32_t top[3]) {
+  return topWorking<D>(tables, LAB, top, [&](const int32_t c[3], float* value) {
+    int32_t lab[3];
+    labConvert<D>(c, forwardTable(tables), tables, lab);
+    for (int k = 0; k < 3; ++k) value[k] = float(lab[k]);
+  });
+}
+
 // Converts both colours to Lab, lets mix combine them (base first), and
-// converts the result back into top. The top's Lab values are integers
-// below 2^24, kept exactly as floats in the cache.
+// converts the result back into top.
 template <class D, class Mix>
 void throughLab(int32_t top[3], const int32_t base[3], const GlueTables& tables, Mix mix) {
   const uint8_t* forward = forwardTable(tables);
-  const float* t = topWorking<D>(tables, LAB, top, [&](const int32_t c[3], float* value) {
-    int32_t lab[3];
-    labConvert<D>(c, forward, tables, lab);
-    for (int k = 0; k < 3; ++k) value[k] = float(lab[k]);
-  });
+  const float* t = topLab<D>(tables, top);
   const int32_t labTop[3] = {int32_t(t[0]), int32_t(t[1]), int32_t(t[2])};
   const int32_t baseColour[3] = {sampleAt(base, 0), sampleAt(base, 1), sampleAt(base, 2)};
   int32_t labBase[3], mixed[3];

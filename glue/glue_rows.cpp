@@ -1,7 +1,5 @@
-// Row forms of the perceptual-HSL glue modes and of "frontal": four pixels
-// at a time, one per lane of an SSE register. (The Lab modes keep going
-// pixel by pixel: their work is table reads, which a row form did not
-// speed up.)
+// Row forms of the perceptual-HSL glue modes, of "frontal" and of the Lab
+// modes: four pixels at a time, one per lane of an SSE register.
 //
 // Each lane runs exactly the operations of the per-pixel code in
 // colour_convert.h, in the same order and precision: IEEE addition,
@@ -17,7 +15,10 @@
 // per-pixel function.
 #include <emmintrin.h>
 
+#include <cstring>
+
 #include "glue/colour_convert.h"
+#include "glue/fast_angle.h"
 #include "glue/glue_colour_shared.h"
 #include "glue/glue_scale.h"
 #include "numeric/portable_math.h"
@@ -346,8 +347,9 @@ inline __m128 midGate4(__m128 x) {
   return _mm_sub_ps(splat(1.0f), _mm_mul_ps(_mm_mul_ps(_mm_mul_ps(q, q), q), q));
 }
 
-// "frontal": the per-lane steps are the angle cache and the arc tangent,
-// both through numeric:: in double, the rest four at a time.
+// "frontal": the cosine, sine and arc tangent are the quick four-lane ones
+// of fast_angle.h, which give the floats of numeric:: exactly; the few
+// lanes they cannot settle take the angle cache or numeric:: itself.
 template <class D>
 void frontalQuad(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   alignas(16) float value[4][4];
@@ -359,27 +361,230 @@ void frontalQuad(int32_t* tops, const int32_t* bases, const GlueTables& tables) 
   const __m128 gate = _mm_load_ps(value[2]), l1 = _mm_load_ps(value[3]);
   const Hsl4 c2 = rgbToHsl4(coloursOf<D>(bases));
   const __m128d turn = splatD(6.283185307);
-  alignas(16) float angle2[4], cosine[4], sine[4];
-  _mm_store_ps(angle2, narrow(_mm_mul_pd(lowHalf(c2.h), turn), _mm_mul_pd(highHalf(c2.h), turn)));
-  for (int k = 0; k < 4; ++k) {
-    const GlueAngleEntry& entry = cosineAndSine(tables, angle2[k]);
-    cosine[k] = entry.cosine;
-    sine[k] = entry.sine;
+  const __m128 angle2 = narrow(_mm_mul_pd(lowHalf(c2.h), turn), _mm_mul_pd(highHalf(c2.h), turn));
+  __m128 quickCosine, quickSine;
+  const int unsettled = floatCosineAndSineOf4(angle2, quickCosine, quickSine);
+  if (unsettled) {
+    alignas(16) float angles2[4], cosine[4], sine[4];
+    _mm_store_ps(angles2, angle2);
+    _mm_store_ps(cosine, quickCosine);
+    _mm_store_ps(sine, quickSine);
+    for (int k = 0; k < 4; ++k) {
+      if (!(unsettled >> k & 1)) continue;
+      const GlueAngleEntry& entry = cosineAndSine(tables, angles2[k]);
+      cosine[k] = entry.cosine;
+      sine[k] = entry.sine;
+    }
+    quickCosine = _mm_load_ps(cosine);
+    quickSine = _mm_load_ps(sine);
   }
-  const __m128 x2 = _mm_mul_ps(_mm_load_ps(cosine), c2.s);
-  const __m128 y2 = _mm_mul_ps(_mm_load_ps(sine), c2.s);
+  const __m128 x2 = _mm_mul_ps(quickCosine, c2.s);
+  const __m128 y2 = _mm_mul_ps(quickSine, c2.s);
   const __m128 k = _mm_mul_ps(midGate4(c2.l), gate);
   const __m128 x = _mm_add_ps(_mm_mul_ps(_mm_sub_ps(x2, x1), k), x1);
   const __m128 y = _mm_add_ps(_mm_mul_ps(_mm_sub_ps(y2, y1), k), y1);
   const __m128 radius = _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(x, x), _mm_mul_ps(y, y)));
-  alignas(16) float xs[4], ys[4], angles[4];
-  _mm_store_ps(xs, x);
-  _mm_store_ps(ys, y);
-  for (int i = 0; i < 4; ++i) angles[i] = float(numeric::arcTangent2(ys[i], xs[i]));
-  __m128 angle = _mm_load_ps(angles);
+  __m128 angle = floatArcTangent2Of4(y, x);
   angle = pick(_mm_cmplt_ps(angle, _mm_setzero_ps()), _mm_add_ps(angle, splat(6.2831855f)), angle);
   const __m128 h = narrow(_mm_div_pd(lowHalf(angle), turn), _mm_div_pd(highHalf(angle), turn));
   storeColours<D>(tops, hslToRgb4(h, radius, _mm_min_ps(l1, c2.l)));
+}
+
+// ---------------------------------------------------------------------------
+// The Lab modes: both table conversions of four pixels at once. The axis
+// placement, the tetrahedron's selects and weights, the sums and the mixes
+// run in the lanes; only the table reads go one at a time, one 32-bit word
+// per corner holding its three bytes. Every sum is of small non-negative
+// integers, exact in any order.
+
+// SSE2 has no 32-bit min, max or low multiply; these give what int32_t does.
+inline __m128i pickI(__m128i mask, __m128i a, __m128i b) {
+  return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b));
+}
+inline __m128i minI(__m128i a, __m128i b) { return pickI(_mm_cmplt_epi32(a, b), a, b); }
+inline __m128i maxI(__m128i a, __m128i b) { return pickI(_mm_cmpgt_epi32(a, b), a, b); }
+inline __m128i multiplyLow(__m128i a, __m128i b) {
+  const __m128i even = _mm_mul_epu32(a, b);
+  const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a, 32), _mm_srli_epi64(b, 32));
+  return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
+                            _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
+}
+inline __m128i splatI(int32_t v) { return _mm_set1_epi32(v); }
+// x >= y, lane by lane.
+inline __m128i atLeast(__m128i x, __m128i y) {
+  return _mm_xor_si128(_mm_cmpgt_epi32(y, x), splatI(-1));
+}
+
+// One channel of four interleaved pixels.
+inline __m128i channelOf(const int32_t* c, int channel) {
+  return _mm_setr_epi32(c[channel], c[3 + channel], c[6 + channel], c[9 + channel]);
+}
+
+struct Lab4 {
+  __m128i c[3];
+};
+
+// The 8-bit axis placement: node x / 17 as (x * 241) >> 12, which equals it
+// on 0..255 (the tests check every value), in 16-bit halves whose upper half
+// stays 0.
+inline void placeOnAxis8(__m128i x, __m128i& node, __m128i& fraction) {
+  node = _mm_srli_epi16(_mm_mullo_epi16(x, splatI(241)), 12);
+  fraction = _mm_sub_epi32(x, _mm_mullo_epi16(node, splatI(17)));
+}
+
+// The 16-bit placement from the shared axis table, lane by lane.
+inline void placeOnAxis16(__m128i x, const LabAxisPoint* axis, __m128i& node, __m128i& fraction) {
+  static_assert(sizeof(LabAxisPoint) == 4, "node and fraction in one word");
+  alignas(16) int32_t at[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(at), x);
+  uint32_t word[4];
+  for (int k = 0; k < 4; ++k) std::memcpy(&word[k], &axis[at[k]], 4);
+  const __m128i words = _mm_setr_epi32(int32_t(word[0]), int32_t(word[1]), int32_t(word[2]),
+                                       int32_t(word[3]));
+  node = _mm_and_si128(words, splatI(0xFFFF));
+  fraction = _mm_srli_epi32(words, 16);
+}
+
+// The three bytes at each lane's offset, as the low three bytes of a word.
+// The table's last node has no fourth byte after it, so a read there starts
+// one byte early and the word is shifted down.
+inline __m128i cornerWords(__m128i offset, const uint8_t* table) {
+  const __m128i last = splatI(LAB_TABLE_BYTES - 4);
+  const __m128i past = _mm_cmpgt_epi32(offset, last);
+  alignas(16) int32_t at[4];
+  _mm_store_si128(reinterpret_cast<__m128i*>(at), minI(offset, last));
+  uint32_t word[4];
+  for (int k = 0; k < 4; ++k) std::memcpy(&word[k], table + at[k], 4);
+  const __m128i words = _mm_setr_epi32(int32_t(word[0]), int32_t(word[1]), int32_t(word[2]),
+                                       int32_t(word[3]));
+  return pickI(past, _mm_srli_epi32(words, 8), words);
+}
+
+// Byte `Shift / 8` of two corners' words side by side in 16-bit halves,
+// ready for _mm_madd_epi16 against the two corners' weights.
+template <int Shift>
+inline __m128i bytePair(__m128i low, __m128i high) {
+  const __m128i a = _mm_and_si128(_mm_srli_epi32(low, Shift), splatI(0xFF));
+  const __m128i b = Shift <= 16 ? _mm_slli_epi32(high, 16 - Shift) : high;
+  return _mm_or_si128(a, _mm_and_si128(b, splatI(0xFF0000)));
+}
+
+// The acc / 17 of labInterpolate: acc is below 2^20, so its single-precision
+// quotient is never rounded across an integer, and truncation gives the
+// integer quotient.
+template <int Shift>
+inline __m128i interpolatedByte(const __m128i word[4], __m128i weights01, __m128i weights23) {
+  const __m128i acc = _mm_add_epi32(_mm_madd_epi16(bytePair<Shift>(word[0], word[1]), weights01),
+                                    _mm_madd_epi16(bytePair<Shift>(word[2], word[3]), weights23));
+  return _mm_cvttps_epi32(_mm_div_ps(_mm_cvtepi32_ps(acc), splat(17.0f)));
+}
+
+// labConvert8 / labConvert16 of four colours (labInterpolate step by step).
+template <class D>
+inline Lab4 labConvert4(const Lab4& in, const uint8_t* table, const GlueTables& tables) {
+  __m128i node[3], fraction[3];
+  for (int a = 0; a < 3; ++a) {
+    const __m128i x = maxI(_mm_setzero_si128(), minI(in.c[a], splatI(D::M)));
+    if constexpr (D::EIGHT_BIT)
+      placeOnAxis8(x, node[a], fraction[a]);
+    else
+      placeOnAxis16(x, axisTable(tables), node[a], fraction[a]);
+  }
+  // Offsets and strides stay below 2^15: 16-bit products serve.
+  const __m128i offset0 =
+      _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi16(node[0], splatI(3)), _mm_mullo_epi16(node[1], splatI(48))),
+                    _mm_mullo_epi16(node[2], splatI(768)));
+  const __m128i fifteen = splatI(15);
+  const __m128i s0 = _mm_andnot_si128(_mm_cmpeq_epi32(node[0], fifteen), splatI(3));
+  const __m128i s1 = _mm_andnot_si128(_mm_cmpeq_epi32(node[1], fifteen), splatI(48));
+  const __m128i s2 = _mm_andnot_si128(_mm_cmpeq_epi32(node[2], fifteen), splatI(768));
+  const __m128i f0 = fraction[0], f1 = fraction[1], f2 = fraction[2];
+
+  const __m128i firstIsLargest = _mm_and_si128(atLeast(f0, f1), atLeast(f0, f2));
+  const __m128i secondOverThird = atLeast(f1, f2);
+  const __m128i largest = pickI(firstIsLargest, f0, pickI(secondOverThird, f1, f2));
+  const __m128i strideOfLargest = pickI(firstIsLargest, s0, pickI(secondOverThird, s1, s2));
+  const __m128i firstIsSmallest = _mm_and_si128(atLeast(f1, f0), atLeast(f2, f0));
+  const __m128i smallest = pickI(firstIsSmallest, f0, pickI(secondOverThird, f2, f1));
+  const __m128i strideOfSmallest = pickI(firstIsSmallest, s0, pickI(secondOverThird, s2, s1));
+  const __m128i middle =
+      _mm_sub_epi32(_mm_sub_epi32(_mm_add_epi32(_mm_add_epi32(f0, f1), f2), largest), smallest);
+
+  const __m128i c1 = _mm_add_epi32(offset0, strideOfLargest);
+  const __m128i c3 = _mm_add_epi32(_mm_add_epi32(_mm_add_epi32(offset0, s0), s1), s2);
+  const __m128i c2 = _mm_sub_epi32(c3, strideOfSmallest);
+  __m128i w0;
+  if constexpr (D::EIGHT_BIT)
+    w0 = _mm_sub_epi32(splatI(17), largest);
+  else
+    w0 = _mm_cvttps_epi32(_mm_sub_ps(splat(LAB_CELL_16), _mm_cvtepi32_ps(largest)));
+  const __m128i w1 = _mm_sub_epi32(largest, middle), w2 = _mm_sub_epi32(middle, smallest);
+  const __m128i weights01 = _mm_or_si128(w0, _mm_slli_epi32(w1, 16));
+  const __m128i weights23 = _mm_or_si128(w2, _mm_slli_epi32(smallest, 16));
+
+  const __m128i word[4] = {cornerWords(offset0, table), cornerWords(c1, table),
+                           cornerWords(c2, table), cornerWords(c3, table)};
+  return {{interpolatedByte<0>(word, weights01, weights23),
+           interpolatedByte<8>(word, weights01, weights23),
+           interpolatedByte<16>(word, weights01, weights23)}};
+}
+
+// hardMixUnbranched and pinMixUnbranched; every product is of values in
+// 0..M and fits in 31 bits.
+template <class D>
+inline __m128i hardMix4(__m128i x, __m128i y) {
+  const __m128i m = splatI(D::M);
+  const __m128i upper = _mm_sub_epi32(
+      m, _mm_srai_epi32(multiplyLow(_mm_sub_epi32(m, x), _mm_sub_epi32(m, y)), D::S));
+  const __m128i lower = _mm_srai_epi32(multiplyLow(x, y), D::S);
+  return pickI(atLeast(x, splatI(D::H)), upper, lower);
+}
+template <class D>
+inline __m128i pinMix4(__m128i x, __m128i y) {
+  const __m128i twice = _mm_add_epi32(y, y);
+  return pickI(atLeast(y, splatI(D::H)), maxI(x, _mm_sub_epi32(twice, splatI(D::M))),
+               minI(x, twice));
+}
+
+// The mixes of glue_colour_shared.h, base first.
+template <class D>
+Lab4 parietalMix4(const Lab4& b, const Lab4& t) {
+  return {{_mm_srai_epi32(multiplyLow(b.c[0], t.c[0]), D::T), hardMix4<D>(b.c[1], t.c[1]),
+           hardMix4<D>(b.c[2], t.c[2])}};
+}
+template <class D>
+Lab4 temporalMix4(const Lab4& b, const Lab4& t) {
+  const __m128i m = splatI(D::M);
+  const __m128i screened = _mm_sub_epi32(
+      m, _mm_srai_epi32(multiplyLow(_mm_sub_epi32(m, b.c[0]), _mm_sub_epi32(m, t.c[0])), D::T));
+  return {{screened, hardMix4<D>(b.c[1], t.c[1]), hardMix4<D>(b.c[2], t.c[2])}};
+}
+template <class D>
+Lab4 occipitalMix4(const Lab4& b, const Lab4& t) {
+  return {{pinMix4<D>(b.c[0], t.c[0]), pinMix4<D>(b.c[1], t.c[1]), pinMix4<D>(b.c[2], t.c[2])}};
+}
+template <class D>
+Lab4 limbicMix4(const Lab4& b, const Lab4& t) {
+  return {{pinMix4<D>(t.c[0], b.c[0]), pinMix4<D>(t.c[1], b.c[1]), pinMix4<D>(t.c[2], b.c[2])}};
+}
+
+// throughLab for four pixels; the tops' Lab values come from the cache.
+template <class D, Lab4 (*Mix)(const Lab4&, const Lab4&)>
+void labQuad(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  alignas(16) float value[3][4];
+  for (int k = 0; k < 4; ++k) {
+    const float* t = topLab<D>(tables, tops + 3 * k);
+    for (int i = 0; i < 3; ++i) value[i][k] = t[i];
+  }
+  const Lab4 labTop{{_mm_cvttps_epi32(_mm_load_ps(value[0])), _mm_cvttps_epi32(_mm_load_ps(value[1])),
+                     _mm_cvttps_epi32(_mm_load_ps(value[2]))}};
+  const Lab4 base{{channelOf(bases, 0), channelOf(bases, 1), channelOf(bases, 2)}};
+  const Lab4 labBase = labConvert4<D>(base, forwardTable(tables), tables);
+  const Lab4 out = labConvert4<D>(Mix(labBase, labTop), inverseTable(tables), tables);
+  alignas(16) int32_t channel[3][4];
+  for (int i = 0; i < 3; ++i) _mm_store_si128(reinterpret_cast<__m128i*>(channel[i]), out.c[i]);
+  for (int k = 0; k < 4; ++k)
+    for (int i = 0; i < 3; ++i) tops[3 * k + i] = channel[i][k];
 }
 
 template <class D>
@@ -393,6 +598,10 @@ GlueRowFunction rowFunctionOf(int mode) {
     case GLUE_SINISTER: return rowOf<sinisterQuad<D>, glueSinister<D>>;
     case GLUE_ANTERIOR: return rowOf<anteriorQuad<D>, glueAnterior<D>>;
     case GLUE_POSTERIOR: return rowOf<posteriorQuad<D>, gluePosterior<D>>;
+    case GLUE_PARIETAL: return rowOf<labQuad<D, parietalMix4<D>>, glueParietal<D>>;
+    case GLUE_TEMPORAL: return rowOf<labQuad<D, temporalMix4<D>>, glueTemporal<D>>;
+    case GLUE_OCCIPITAL: return rowOf<labQuad<D, occipitalMix4<D>>, glueOccipital<D>>;
+    case GLUE_LIMBIC: return rowOf<labQuad<D, limbicMix4<D>>, glueLimbic<D>>;
     default: return nullptr;
   }
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "glue/colour_convert.h"
 #include "glue/glue_modes.h"
 
 namespace {
@@ -87,7 +88,52 @@ TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
       }
     }
   }
-  EXPECT_GE(modesWithRows, 14);  // the HSL family at both depths, at least
+  EXPECT_GE(modesWithRows, 22);  // the HSL family and the Lab modes at both depths
+  for (int mode : {GLUE_PARIETAL, GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC})
+    for (int depth : {8, 16}) EXPECT_NE(glueRowFunction(mode, depth), nullptr) << mode;
+}
+
+// The Lab row forms place 8-bit values on the table's axis with
+// (x * 241) >> 12 for x / 17, and take each interpolated sum's quotient by 17
+// in single precision; both must equal the integer division on every value
+// they meet (sums stay below 255 times the 16-bit cell).
+TEST(GlueRows, LabShortcutsEqualIntegerDivisionBySeventeen) {
+  for (int32_t x = 0; x <= 255; ++x) ASSERT_EQ((x * 241) >> 12, x / 17) << x;
+  for (int32_t sum = 0; sum < (1 << 20); ++sum)
+    ASSERT_EQ(int32_t(float(sum) / 17.0f), sum / 17) << sum;
+}
+
+// Tables of arbitrary bytes instead of the smooth Lab ones: every byte of
+// every corner the row forms read must be the one the per-pixel form reads,
+// including the last node's, which ends the table.
+TEST(GlueRows, LabRowFormsMatchWithArbitraryTables) {
+  static uint8_t forward[LAB_TABLE_BYTES], inverse[LAB_TABLE_BYTES];
+  Lcg rng{7};
+  for (int i = 0; i < LAB_TABLE_BYTES; ++i) {
+    forward[i] = uint8_t(rng.next());
+    inverse[i] = uint8_t(rng.next());
+  }
+  forward[LAB_TABLE_BYTES - 1] = inverse[LAB_TABLE_BYTES - 1] = 255;
+  static GlueTables tables;
+  buildRunTables(tables);
+  tables.labForward = forward;
+  tables.labInverse = inverse;
+  for (int depth : {8, 16}) {
+    const int32_t M = depth == 16 ? 32768 : 255;
+    for (int mode : {GLUE_PARIETAL, GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC}) {
+      const int32_t count = 1001;
+      std::vector<int32_t> tops(3 * count), bases(3 * count);
+      for (int32_t i = 0; i < count; ++i) {
+        randomColour(rng, M, &tops[3 * i]);
+        randomColour(rng, M, &bases[3 * i]);
+      }
+      std::vector<int32_t> expected = tops;
+      for (int32_t i = 0; i < count; ++i)
+        glueFunction(mode, depth)(&expected[3 * i], &bases[3 * i], tables);
+      glueRowFunction(mode, depth)(tops.data(), bases.data(), count, tables);
+      ASSERT_EQ(tops, expected) << "mode " << mode << " depth " << depth;
+    }
+  }
 }
 
 // Every 8-bit colour of a coarse grid as base under a few tops: the row
