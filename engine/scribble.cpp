@@ -63,9 +63,8 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   (void)tile;
   const FilterRecord* record = session->filterRecord;
   PixelMap* plane = &session->strokePlane;
-  if (pixelMapEmpty(plane)) return;
-  const int32_t rows = rectHeight(record->outRect), columns = rectWidth(record->outRect);
-  if (rows <= 0 || columns <= 0) return;
+  int32_t rows, columns;
+  if (!strokePassCore(session, &rows, &columns)) return;
   const int32_t s = isEightBitImage(record) ? 1 : 128;
   const double sd = styleScaleDivisor(session);
   const double strengthScale = static_cast<double>(100 / styleScaleDivisor(session));

@@ -1,6 +1,8 @@
 #include "engine/styles.h"
 
 #include "core/session.h"
+#include "image/rect.h"
+#include "pi/plugin_interface.h"
 
 namespace {
 
@@ -35,6 +37,14 @@ void renderStyle(int32_t zeroBasedStyle, FilterSession* session, const RenderCon
   if (zeroBasedStyle < 0 || zeroBasedStyle >= EDGE_STYLE_COUNT) return;
   StyleRenderer renderer = STYLE_RENDERERS[zeroBasedStyle];
   if (renderer != nullptr) renderer(session, context, tile);
+}
+
+bool strokePassCore(FilterSession* session, int32_t* rows, int32_t* columns) {
+  if (pixelMapEmpty(&session->strokePlane)) return false;
+  const FilterRecord* record = session->filterRecord;
+  *rows = rectHeight(record->outRect);
+  *columns = rectWidth(record->outRect);
+  return *rows > 0 && *columns > 0;
 }
 
 int32_t styleScaleDivisor(FilterSession* session) {

@@ -74,6 +74,9 @@ int32_t planeEdgeValue(int32_t a, bool flip, bool eightBit);
 // --- small shared helpers ----------------------------------------------------
 // The preview's reduction, never below 1, so that no style divides by 0.
 int32_t styleScaleDivisor(FilterSession* session);
+// The core of a stroke pass: false when there is nothing to draw (no stroke
+// plane, or an empty output rectangle); otherwise its rows and columns.
+bool strokePassCore(FilterSession* session, int32_t* rows, int32_t* columns);
 // A double to a 32-bit integer by truncation toward zero; values beyond the
 // range saturate and NaN gives 0, so that no out-of-range slider can make
 // the conversion undefined.

@@ -132,9 +132,8 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   (void)tile;
   const FilterRecord* record = session->filterRecord;
   PixelMap* plane = &session->strokePlane;
-  if (pixelMapEmpty(plane)) return;
-  const int32_t rows = rectHeight(record->outRect), columns = rectWidth(record->outRect);
-  if (rows <= 0 || columns <= 0) return;
+  int32_t rows, columns;
+  if (!strokePassCore(session, &rows, &columns)) return;
   const int32_t depthScale = isEightBitImage(record) ? 1 : 128;
   const double weight = context.weight;
   const int32_t width = columns + 2, side = context.fieldSide;
