@@ -23,20 +23,34 @@ void paintGreyRamp(PixelMap* map) {
 
 // --- reading ------------------------------------------------------------------
 
-// The reader's position in the file. The format has no lengths to check
-// against, so the first read that comes up short ends the whole read: what
-// was taken before it stays, the rest counts as absent.
+// The reader's position in the file, or in a block of memory when `memory`
+// is set. The format has no lengths to check against, so the first read
+// that comes up short ends the whole read: what was taken before it stays,
+// the rest counts as absent.
 struct SettingsCursor {
   FileHandle file;
   bool ended;
   int32_t bytesTaken;
+  const uint8_t* memory;
+  size_t memorySize;
 };
+
+// count bytes from the file or the memory block, all or none.
+bool takeRaw(SettingsCursor* cursor, uint8_t* data, int32_t count) {
+  if (cursor->memory != nullptr) {
+    size_t at = static_cast<size_t>(cursor->bytesTaken);
+    if (cursor->memorySize - at < static_cast<size_t>(count)) return false;
+    std::memcpy(data, cursor->memory + at, static_cast<size_t>(count));
+    return true;
+  }
+  int32_t moved = count;
+  return readBytes(cursor->file, &moved, data) == FILE_OK && moved == count;
+}
 
 bool takeWord(SettingsCursor* cursor, int32_t* value) {
   if (cursor->ended) return false;
   uint8_t bytes[4];
-  int32_t count = 4;
-  if (readBytes(cursor->file, &count, bytes) != FILE_OK || count != 4) {
+  if (!takeRaw(cursor, bytes, 4)) {
     cursor->ended = true;
     return false;
   }
@@ -49,8 +63,7 @@ bool takeWord(SettingsCursor* cursor, int32_t* value) {
 bool takeBytes(SettingsCursor* cursor, uint8_t* data, int32_t count) {
   if (cursor->ended) return false;
   if (count <= 0) return true;
-  int32_t moved = count;
-  if (readBytes(cursor->file, &moved, data) != FILE_OK || moved != count) {
+  if (!takeRaw(cursor, data, count)) {
     cursor->ended = true;
     return false;
   }
@@ -188,6 +201,43 @@ void dotFileName(char* out, size_t capacity, int32_t slot) {
   std::snprintf(out, capacity, "%s memory dot %d%s", "Marrowline", static_cast<int>(slot), SETTINGS_EXTENSION);
 }
 
+// The whole read from an open cursor, file or memory.
+void readSettings(FilterSession* session, SettingsCursor* cursor, SettingsReadMode mode, SettingsReadReport* report) {
+  SettingsReadReport local;
+  if (report == nullptr) report = &local;
+  std::memset(report, 0, sizeof(*report));
+  EdgeParameters* p = sessionParameters(session);
+  const bool all = mode == SettingsReadAll;
+  int32_t version = 0;
+  bool tweakerTaken = false;
+  if (takeWord(cursor, &version)) {
+    report->versionRead = true;
+    report->version = version;
+    int32_t* const firstFields[] = {&p->edgeStyle, &p->smoothing,   &p->tweaker, &p->edgeExtent, &p->source,
+                                    &p->colorize,  &p->edgeSpare,   &p->chromeStyle, &p->angle,  &p->removeNoise};
+    for (int32_t* field : firstFields) {
+      int32_t value = 0;
+      if (!takeWord(cursor, &value)) break;
+      if (all) *field = value;
+      if (field == &p->tweaker) tweakerTaken = true;
+    }
+    if (!cursor->ended) {
+      session->thumbnailWidth = 0;
+      session->thumbnailHeight = 0;
+      readLegacyBlock(session, cursor, &report->hasThumbnail);
+    }
+    int32_t secondBlockVersion = 0, glue = 0, flip = 0;
+    if (takeWord(cursor, &secondBlockVersion) && takeWord(cursor, &glue) && all) p->glue = glue;
+    if (takeWord(cursor, &flip) && all) p->flip = flip;
+    // An old file's tweaker is on the old scale even when the file ends early.
+    if (all && tweakerTaken && version < SETTINGS_FIRST_NEW_TWEAKER_VERSION) p->tweaker = remapOldTweaker(p->tweaker);
+    if (version >= SETTINGS_FIRST_THUMBNAIL_VERSION && !cursor->ended)
+      readThumbnailBlock(session, cursor, &report->hasThumbnail);
+  }
+  report->endedEarly = cursor->ended;
+  report->bytesTaken = cursor->bytesTaken;
+}
+
 }  // namespace
 
 // --- writing --------------------------------------------------------------------
@@ -250,43 +300,26 @@ int16_t readSettingsFile(FilterSession* session, const char* path, SettingsReadM
 
 int16_t readSettingsFileReported(FilterSession* session, const char* path, SettingsReadMode mode,
                                  SettingsReadReport* report) {
-  SettingsReadReport local;
-  if (report == nullptr) report = &local;
-  std::memset(report, 0, sizeof(*report));
-  SettingsCursor cursor{INVALID_FILE_HANDLE, false, 0};
-  EdgeParameters* p = session != nullptr ? sessionParameters(session) : nullptr;
-  if (p == nullptr || openFile(path, &cursor.file, OpenRead) != FILE_OK) return FILE_OPEN_FAILED;
-
-  const bool all = mode == SettingsReadAll;
-  int32_t version = 0;
-  bool tweakerTaken = false;
-  if (takeWord(&cursor, &version)) {
-    report->versionRead = true;
-    report->version = version;
-    int32_t* const firstFields[] = {&p->edgeStyle, &p->smoothing,   &p->tweaker, &p->edgeExtent, &p->source,
-                                    &p->colorize,  &p->edgeSpare,   &p->chromeStyle, &p->angle,  &p->removeNoise};
-    for (int32_t* field : firstFields) {
-      int32_t value = 0;
-      if (!takeWord(&cursor, &value)) break;
-      if (all) *field = value;
-      if (field == &p->tweaker) tweakerTaken = true;
-    }
-    if (!cursor.ended) {
-      session->thumbnailWidth = 0;
-      session->thumbnailHeight = 0;
-      readLegacyBlock(session, &cursor, &report->hasThumbnail);
-    }
-    int32_t secondBlockVersion = 0, glue = 0, flip = 0;
-    if (takeWord(&cursor, &secondBlockVersion) && takeWord(&cursor, &glue) && all) p->glue = glue;
-    if (takeWord(&cursor, &flip) && all) p->flip = flip;
-    // An old file's tweaker is on the old scale even when the file ends early.
-    if (all && tweakerTaken && version < SETTINGS_FIRST_NEW_TWEAKER_VERSION) p->tweaker = remapOldTweaker(p->tweaker);
-    if (version >= SETTINGS_FIRST_THUMBNAIL_VERSION && !cursor.ended)
-      readThumbnailBlock(session, &cursor, &report->hasThumbnail);
+  SettingsCursor cursor{INVALID_FILE_HANDLE, false, 0, nullptr, 0};
+  if (session == nullptr || sessionParameters(session) == nullptr ||
+      openFile(path, &cursor.file, OpenRead) != FILE_OK) {
+    if (report != nullptr) std::memset(report, 0, sizeof(*report));
+    return FILE_OPEN_FAILED;
   }
+  readSettings(session, &cursor, mode, report);
   closeFile(cursor.file);
-  report->endedEarly = cursor.ended;
-  report->bytesTaken = cursor.bytesTaken;
+  return FILE_OK;
+}
+
+int16_t readSettingsBytes(FilterSession* session, const uint8_t* data, size_t size, SettingsReadMode mode,
+                          SettingsReadReport* report) {
+  static const uint8_t nothing = 0;
+  SettingsCursor cursor{INVALID_FILE_HANDLE, false, 0, data != nullptr ? data : &nothing, data != nullptr ? size : 0};
+  if (session == nullptr || sessionParameters(session) == nullptr) {
+    if (report != nullptr) std::memset(report, 0, sizeof(*report));
+    return FILE_OPEN_FAILED;
+  }
+  readSettings(session, &cursor, mode, report);
   return FILE_OK;
 }
 

@@ -19,6 +19,7 @@
 // file that can't be read leaves things as they were.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "image/pixel_map.h"
@@ -74,6 +75,11 @@ int16_t readSettingsFile(FilterSession* session, const char* path, SettingsReadM
 // The same, telling how far it got; `report` may be null.
 int16_t readSettingsFileReported(FilterSession* session, const char* path, SettingsReadMode mode,
                                  SettingsReadReport* report);
+// The same from the bytes of a file already in memory (a fuzzer's input, a
+// file from elsewhere); FILE_OPEN_FAILED only for a session without
+// parameters.
+int16_t readSettingsBytes(FilterSession* session, const uint8_t* data, size_t size, SettingsReadMode mode,
+                          SettingsReadReport* report);
 
 // Tweaker values of files before version 189 on today's scale, in single
 // precision: trunc((sqrt(t / 100 + 0.25) - 0.5) * 100). 100 gives 61.

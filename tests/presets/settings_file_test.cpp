@@ -395,6 +395,23 @@ TEST(SettingsDamage, TruncatedAtEveryLength) {
     if (length < full.size()) {
       if (thumbnailWords(w.thumbnail()) != ramp) ADD_FAILURE() << "thumbnail changed by a cut file";
     }
+
+    // The same bytes from memory read exactly as the file did.
+    Workspace m;
+    EdgeParameters* q = m.p();
+    int32_t* const memoryFields[] = {&q->edgeStyle, &q->smoothing, &q->tweaker, &q->edgeExtent, &q->source,
+                                     &q->colorize,  &q->edgeSpare, &q->chromeStyle, &q->angle, &q->removeNoise,
+                                     &q->glue,      &q->flip};
+    for (int32_t* field : memoryFields) *field = -99;
+    SettingsReadReport fromMemory;
+    ASSERT_EQ(readSettingsBytes(m.session(), full.data(), length, SettingsReadAll, &fromMemory), 0);
+    EXPECT_EQ(fromMemory.endedEarly, report.endedEarly);
+    EXPECT_EQ(fromMemory.bytesTaken, report.bytesTaken);
+    EXPECT_EQ(fromMemory.hasThumbnail, report.hasThumbnail);
+    for (size_t i = 0; i < 10; ++i) EXPECT_EQ(*memoryFields[i], *fields[i]) << i;
+    EXPECT_EQ(q->glue, p->glue);
+    EXPECT_EQ(q->flip, p->flip);
+    if (thumbnailWords(m.thumbnail()) != thumbnailWords(w.thumbnail())) ADD_FAILURE() << "memory read differs";
   }
 }
 
