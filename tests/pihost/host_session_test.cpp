@@ -1,5 +1,7 @@
 // The session protocol and the record the host fills, with stand-in
 // plug-ins called in process.
+// The record is packed and gtest's macros bind references, so its fields
+// go into them as copies (unary plus).
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -71,8 +73,8 @@ TEST(HostSession, TilesThroughAdvanceStateAndLeavesTheOutsideAlone) {
     EXPECT_EQ(log.tiles, 2 * 2);
     EXPECT_EQ(run.session->services.progressCalls, 4);
     expectInvertedInside(image, run.output, Rect{3, 5, 40, 69});
-    EXPECT_EQ(run.session->record.imageMode, depth == 16 ? plugInModeRGB48 : plugInModeRGBColor);
-    EXPECT_EQ(run.session->record.depth, depth);
+    EXPECT_EQ(+run.session->record.imageMode, depth == 16 ? plugInModeRGB48 : plugInModeRGBColor);
+    EXPECT_EQ(+run.session->record.depth, depth);
   }
 }
 
@@ -99,28 +101,28 @@ TEST(HostSession, ATransparentLayerIsFilterCaseFourOrFive) {
   runWith(&plain, options, image, nullptr);
   runWith(&masked, options, image, &mask);
   const FilterRecord& r = plain.session->record;
-  EXPECT_EQ(r.filterCase, filterCaseEditableTransparencyNoSelection);
-  EXPECT_EQ(masked.session->record.filterCase, filterCaseEditableTransparencyWithSelection);
-  EXPECT_EQ(r.planes, 2);
-  EXPECT_EQ(r.inLayerPlanes, 1);
-  EXPECT_EQ(r.outLayerPlanes, 1);
-  EXPECT_EQ(r.inTransparencyMask, 1);
-  EXPECT_EQ(r.imageMode, plugInModeGray16);
-  EXPECT_EQ(r.foreColor[0], (77 * 255) >> 8);
-  EXPECT_EQ(r.foreColor[1], (77 * 255) >> 8);
-  EXPECT_EQ(r.foreColor[3], 0);
-  EXPECT_EQ(r.backColor[0], (255 * 255) >> 8);  // white is 254 by the 77/150/28 weights
-  EXPECT_EQ(r.hostSig, fourCharCode("8BIM"));
-  EXPECT_EQ(r.samplingSupport, 1);
+  EXPECT_EQ(+r.filterCase, filterCaseEditableTransparencyNoSelection);
+  EXPECT_EQ(+masked.session->record.filterCase, filterCaseEditableTransparencyWithSelection);
+  EXPECT_EQ(+r.planes, 2);
+  EXPECT_EQ(+r.inLayerPlanes, 1);
+  EXPECT_EQ(+r.outLayerPlanes, 1);
+  EXPECT_EQ(+r.inTransparencyMask, 1);
+  EXPECT_EQ(+r.imageMode, plugInModeGray16);
+  EXPECT_EQ(+r.foreColor[0], (77 * 255) >> 8);
+  EXPECT_EQ(+r.foreColor[1], (77 * 255) >> 8);
+  EXPECT_EQ(+r.foreColor[3], 0);
+  EXPECT_EQ(+r.backColor[0], (255 * 255) >> 8);  // white is 254 by the 77/150/28 weights
+  EXPECT_EQ(+r.hostSig, fourCharCode("8BIM"));
+  EXPECT_EQ(+r.samplingSupport, 1);
 
   const HostImage flat = gradient(8, 8, 3, false, 8);
   SessionRun flatRun, flatMasked;
   runWith(&flatRun, options, flat, nullptr);
   runWith(&flatMasked, options, flat, &mask);
-  EXPECT_EQ(flatRun.session->record.filterCase, filterCaseFlatImageNoSelection);
-  EXPECT_EQ(flatMasked.session->record.filterCase, filterCaseFlatImageWithSelection);
-  EXPECT_EQ(flatRun.session->record.inNonLayerPlanes, 3);
-  EXPECT_EQ(flatRun.session->record.foreColor[0], 255);
+  EXPECT_EQ(+flatRun.session->record.filterCase, filterCaseFlatImageNoSelection);
+  EXPECT_EQ(+flatMasked.session->record.filterCase, filterCaseFlatImageWithSelection);
+  EXPECT_EQ(+flatRun.session->record.inNonLayerPlanes, 3);
+  EXPECT_EQ(+flatRun.session->record.foreColor[0], 255);
 }
 
 TEST(HostSession, TheMaskBlendsTheFilteredResultIn) {
@@ -175,12 +177,12 @@ TEST(HostSession, CapabilitySwitchesEmptyTheirFields) {
   SessionRun run;
   runWith(&run, options, image, nullptr);
   const FilterRecord& r = run.session->record;
-  EXPECT_EQ(r.bufferProcs, nullptr);
-  EXPECT_EQ(r.handleProcs, nullptr);
-  EXPECT_EQ(r.descriptorParameters, nullptr);
-  EXPECT_EQ(r.displayPixels, nullptr);
-  EXPECT_EQ(r.samplingSupport, 0);
-  EXPECT_EQ(r.hostSig, 0x50535038u);
+  EXPECT_EQ(+r.bufferProcs, nullptr);
+  EXPECT_EQ(+r.handleProcs, nullptr);
+  EXPECT_EQ(+r.descriptorParameters, nullptr);
+  EXPECT_EQ(+r.displayPixels, nullptr);
+  EXPECT_EQ(+r.samplingSupport, 0);
+  EXPECT_EQ(+r.hostSig, 0x50535038u);
   EXPECT_EQ(run.result, 0);
 
   HostOptions version3;

@@ -1,6 +1,8 @@
 // The preview's geometry: the opening scale for the pane, zoom steps with
 // their recentring, pan limits, the rectangles the host is given, the pan
 // step, and the 8-bit picture handed to displayPixels.
+// The record is packed and gtest's macros bind references, so its fields
+// go into them as copies (unary plus).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -59,9 +61,9 @@ TEST(PreviewGeometry, OpeningFitsTheSelectionIntoThePane) {
   EXPECT_TRUE(zoomInEnabled(s));
   // The host is asked for the whole selection at a quarter, 500 x 375.
   expectRect(g.h.record.inRect, 0, 0, 375, 500);
-  EXPECT_EQ(g.h.record.inputRate, 4 << 16);
-  EXPECT_EQ(g.h.record.maskRate, 4 << 16);
-  EXPECT_EQ(g.h.record.inputPadding, plugInWantsEdgeReplication);
+  EXPECT_EQ(+g.h.record.inputRate, 4 << 16);
+  EXPECT_EQ(+g.h.record.maskRate, 4 << 16);
+  EXPECT_EQ(+g.h.record.inputPadding, plugInWantsEdgeReplication);
   EXPECT_EQ(s->regionWidth, 500);
   EXPECT_EQ(s->regionHeight, 375);
 }
@@ -89,7 +91,7 @@ TEST(PreviewGeometry, SmallPictureAndHostsWithoutSampling) {
     EXPECT_EQ(g.params()->scaleDivisor, 1);
     EXPECT_EQ(g.session()->maxScale, 1);
     expectRect(g.h.record.inRect, 0, 0, 377, 518);
-    EXPECT_EQ(g.h.record.inputRate, 1 << 16);
+    EXPECT_EQ(+g.h.record.inputRate, 1 << 16);
     EXPECT_FALSE(zoomCommand(g.session(), ZOOM_IN_ID));
     EXPECT_FALSE(zoomCommand(g.session(), ZOOM_ACTUAL_ID));
     g.params()->panX = 5000;
@@ -241,7 +243,7 @@ TEST(PreviewGeometry, DisplayConversionToEightBits) {
   record.imageMode = plugInModeRGBColor;
   record.depth = 8;
   ASSERT_TRUE(preparePreviewPicture(&session, previewPaneRect(), &picture));
-  EXPECT_EQ(picture.map.baseAddr, record.outData);
+  EXPECT_EQ(picture.map.baseAddr, +record.outData);
   EXPECT_EQ(picture.temporary, nullptr);
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/entry.h"
 #include "core/session.h"
+#include "host/host_services.h"
 #include "pihost/preview_mode.h"
 
 extern "C" void PluginMain(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result);
@@ -15,17 +16,24 @@ Harness* active = nullptr;
 int32_t clampTo(int32_t v, int32_t low, int32_t high) { return v < low ? low : (v > high ? high : v); }
 bool emptyRect(const Rect& r) { return r.right <= r.left || r.bottom <= r.top; }
 
+// A buffer as the record's data and row-bytes fields take it.
+struct CutBuffer {
+  void* data;
+  int32_t rowBytes;
+};
+
 // Cuts planes lo..hi of `rect` at `rate` out of the picture, repeating the
 // border where the rectangle leaves it. Rows carry a few bytes of padding,
-// as many hosts' rows do.
-void cut(const HarnessPicture& picture, const Rect& rect, int32_t lo, int32_t hi, int32_t rate,
-         std::vector<uint8_t>* buffer, void** data, int32_t* rowBytes) {
+// as many hosts' rows do. The caller stores the result in the record: its
+// fields are packed, so no pointer to them is taken.
+CutBuffer cut(const HarnessPicture& picture, const Rect& rect, int32_t lo, int32_t hi, int32_t rate,
+              std::vector<uint8_t>* buffer) {
   if (emptyRect(rect) || hi < lo) {
     buffer->clear();
-    *data = nullptr;
-    *rowBytes = 0;
-    return;
+    return CutBuffer{nullptr, 0};
   }
+  CutBuffer result{nullptr, 0};
+  int32_t* rowBytes = &result.rowBytes;
   int32_t bytes = picture.depth == 16 ? 2 : 1;
   int32_t count = hi - lo + 1;
   int32_t width = rect.right - rect.left, height = rect.bottom - rect.top;
@@ -45,7 +53,8 @@ void cut(const HarnessPicture& picture, const Rect& rect, int32_t lo, int32_t hi
       }
     }
   }
-  *data = buffer->data();
+  result.data = buffer->data();
+  return result;
 }
 
 // The last output buffer goes back into the output picture, inside the
@@ -80,13 +89,20 @@ OSErr PI_CALL advanceState() {
   // Like a host that writes the output back and reads it again, a second
   // call for the same output rectangle keeps what the plug-in wrote there:
   // the preview is rendered, the geometry set again, and then shown.
-  const Rect& o = r.outRect;
+  const Rect o = r.outRect;
   const Rect& last = h->committedRect;
   bool keep = !h->commitOutput && r.outData != nullptr && o.top == last.top && o.left == last.left &&
               o.bottom == last.bottom && o.right == last.right && rate == h->committedRate &&
               r.outLoPlane == h->committedLo && r.outHiPlane == h->committedHi;
-  cut(h->picture, r.inRect, r.inLoPlane, r.inHiPlane, rate, &h->inBuffer, &r.inData, &r.inRowBytes);
-  if (!keep) cut(h->output, r.outRect, r.outLoPlane, r.outHiPlane, rate, &h->outBuffer, &r.outData, &r.outRowBytes);
+  const Rect inRect = r.inRect;
+  const CutBuffer in = cut(h->picture, inRect, r.inLoPlane, r.inHiPlane, rate, &h->inBuffer);
+  r.inData = in.data;
+  r.inRowBytes = in.rowBytes;
+  if (!keep) {
+    const CutBuffer out = cut(h->output, o, r.outLoPlane, r.outHiPlane, rate, &h->outBuffer);
+    r.outData = out.data;
+    r.outRowBytes = out.rowBytes;
+  }
   h->committedRate = rate;
   h->committedLo = r.outLoPlane;
   h->committedHi = r.outHiPlane;
@@ -94,13 +110,16 @@ OSErr PI_CALL advanceState() {
   r.inColumnBytes = (r.inHiPlane - r.inLoPlane + 1) * (h->picture.depth == 16 ? 2 : 1);
   h->committedRect = r.outRect;
   r.maskData = nullptr;
-  if (r.haveMask && !h->mask.empty() && !emptyRect(r.maskRect)) {
+  const Rect maskRect = r.maskRect;
+  if (r.haveMask && !h->mask.empty() && !emptyRect(maskRect)) {
     HarnessPicture maskPicture;
     maskPicture.width = h->picture.width;
     maskPicture.height = h->picture.height;
     maskPicture.colorPlanes = 1;
     maskPicture.samples.assign(h->mask.begin(), h->mask.end());
-    cut(maskPicture, r.maskRect, 0, 0, maskRate, &h->maskBuffer, &r.maskData, &r.maskRowBytes);
+    const CutBuffer mask = cut(maskPicture, maskRect, 0, 0, maskRate, &h->maskBuffer);
+    r.maskData = mask.data;
+    r.maskRowBytes = mask.rowBytes;
   }
   return 0;
 }
@@ -217,6 +236,15 @@ void harnessFinalRun(Harness* h) {
   runFilter(h->session);
   commit(h);
   harnessEnd(h);
+}
+
+// The harness offers no handle procedures, so the handles are of the
+// plug-in's own making and go back the way it made them.
+Harness::~Harness() {
+  harnessEnd(this);
+  if (data != 0) disposeHandle(nullptr, reinterpret_cast<HostHandle>(data));
+  Handle parameters = record.parameters;
+  if (parameters != nullptr) disposeHandle(nullptr, parameters);
 }
 
 void harnessEnd(Harness* h) {

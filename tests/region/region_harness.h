@@ -45,6 +45,13 @@ struct Harness {
   intptr_t data = 0;
   int16_t result = 0;
   FilterSession* session = nullptr;
+
+  Harness() = default;
+  Harness(const Harness&) = delete;
+  Harness& operator=(const Harness&) = delete;
+  // Frees the plug-in's session and parameter handles, as a host does when
+  // it quits.
+  ~Harness();
 };
 
 // Sets up the record for the picture and the filter rectangle; a mask makes

@@ -31,7 +31,7 @@ struct FakeHost {
   bool giveReadToken = true;
   OSErr closeError = noErr;
   int opens = 0, closes = 0;
-  const DescriptorKeyID* keysGiven = nullptr;
+  std::vector<DescriptorKeyID> keysGiven;  // copied: the list is the plug-in's, alive only during the read
   std::vector<Item> written;
   std::vector<Handle> disposed;
   char newDescriptorMark = 0;
@@ -43,7 +43,11 @@ int token = 0;
 
 PIReadDescriptor openRead(PIDescriptorHandle, DescriptorKeyIDArray keys) {
   ++host.opens;
-  host.keysGiven = keys;
+  host.keysGiven.clear();
+  for (int i = 0; keys != nullptr && i < 64; ++i) {
+    host.keysGiven.push_back(keys[i]);
+    if (keys[i] == 0) break;
+  }
   host.next = 0;
   return host.giveReadToken ? &token : nullptr;
 }
@@ -153,7 +157,7 @@ TEST_F(ScriptDescriptor, OneKeyGivesItsValueAndDefaultsForTheRest) {
   EXPECT_EQ(parameters.queryDialog, 0);  // playInfo 0: run straight
   EXPECT_EQ(result, 0);
   // The key list is ours, ended by zero; the descriptor was disposed of.
-  ASSERT_NE(host.keysGiven, nullptr);
+  ASSERT_EQ(host.keysGiven.size(), 12u);
   EXPECT_EQ(host.keysGiven[0], codeOf("EDky"));
   EXPECT_EQ(host.keysGiven[11], 0u);
   ASSERT_EQ(host.disposed.size(), 1u);
