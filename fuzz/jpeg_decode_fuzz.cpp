@@ -8,10 +8,14 @@
 
 #include "export/jpeg/jpeg_codec.h"
 #include "image/pixel_map.h"
+#include "jpeg_probe.h"
 #include "pi/plugin_interface.h"
 
 namespace {
 constexpr size_t THUMBNAIL_STREAM_LIMIT = 49152;
+// Frames of more pixels than this are passed over (jpeg_probe.h): four
+// times the raster on each side is plenty for its clipping.
+constexpr uint64_t FRAME_PIXEL_LIMIT = 512 * 512;
 
 PixelMap* thumbnail() {
   static PixelMap raster;
@@ -28,6 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   PixelMap* raster = thumbnail();
   if (raster == nullptr) return 0;
   if (size > THUMBNAIL_STREAM_LIMIT) size = THUMBNAIL_STREAM_LIMIT;
+  if (jpeg_probe::claimedPixels(data, size) > FRAME_PIXEL_LIMIT) return 0;
   Rect16 whole{0, 0, 128, 128};
   decodeJpeg(raster, &whole, data, size);
   Rect16 corner{100, 90, 140, 150};  // reaches past the raster: checked writes

@@ -1,7 +1,10 @@
 // The replay driver shared by every fuzz entry, so that each one also runs
 // without libFuzzer, in every build and under ctest:
-//   PROGRAM FILE...   replays saved inputs (a crash's reproducer)
-//   PROGRAM           a fixed, deterministic series of mutated seeds
+//   PROGRAM FILE...        replays saved inputs (a crash's reproducer)
+//   PROGRAM CORPUS_DIR     every file of the corpus, as it is and mutated in a
+//                          fixed, deterministic series (what ctest runs)
+//   PROGRAM                the same series over the plan's own seeds
+//   PROGRAM --write-seeds DIR   writes the plan's seeds, to start a corpus
 // replay_driver.cpp holds main: file replay, the random generator, the
 // mutations any input format suffers (bit flips, byte changes, cuts, splices,
 // planted words) and the loop. A target links it with its fuzz entry and a
