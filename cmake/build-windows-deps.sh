@@ -57,16 +57,9 @@ as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 
 # --- tools and the deb-src entry, for a fresh machine -----------------------
 need_update=0
-if ! grep -rqs '^Types:.*deb-src' /etc/apt/sources.list.d/ && ! grep -qs '^deb-src' /etc/apt/sources.list; then
-  as_root tee /etc/apt/sources.list.d/marrowline-src.sources >/dev/null <<'SRC'
-Types: deb-src
-URIs: http://deb.debian.org/debian
-Suites: bookworm
-Components: main
-Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
-SRC
-  need_update=1
-fi
+# shellcheck source=debian-sources.sh
+source "$here/debian-sources.sh"
+if ensure_deb_src; then need_update=1; fi
 missing=()
 command -v dpkg-source >/dev/null || missing+=(dpkg-dev)
 command -v "$cc" >/dev/null || missing+=(gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64)
