@@ -1,12 +1,9 @@
-// Stages of a run that belong to other subsystems: the cached settings, the
-// memory dots' map and the main dialog. Each has a plain default here until
-// its subsystem provides it, so a run without them goes straight through.
+// The dialog's stages of a run: the memory dots' map, the undo snapshot, the
+// main dialog and the about box. Start and Finish call them in their order.
 #pragma once
 
 struct FilterSession;
 
-void loadCachedSettings(FilterSession* session);
-void saveCachedSettings(FilterSession* session);
 void loadDotMap(FilterSession* session);
 void saveDotMap(FilterSession* session);
 void storeUndoSnapshot(FilterSession* session);

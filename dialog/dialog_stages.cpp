@@ -1,8 +1,8 @@
-// Defaults for the stages whose subsystems are not in this build yet: a run
-// goes straight through them.
-#include "core/run_stages.h"
+// Until the dialog's windows are in, a run goes straight through its stages:
+// the parameters are taken as they are.
+#include "dialog/dialog_stages.h"
 
-#include "core/session.h"
+#include "session/session.h"
 
 void loadDotMap(FilterSession*) {}
 void saveDotMap(FilterSession*) {}

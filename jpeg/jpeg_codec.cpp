@@ -1,5 +1,5 @@
 // The one file that includes jpeglib.h (see jpeg_codec.h).
-#include "export/jpeg/jpeg_codec.h"
+#include "jpeg/jpeg_codec.h"
 
 #include <csetjmp>
 #include <cstdio>  // jpeglib.h needs FILE
@@ -8,7 +8,7 @@
 #include <jpeglib.h>
 #include <jerror.h>
 
-#include "export/jpeg/metadata.h"
+#include "jpeg/metadata.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 // the result word.
 #include <cstring>
 
-#include "core/entry.h"
-#include "core/session.h"
+#include "entry/entry.h"
+#include "session/session.h"
 #include "host/host_services.h"
 #include "pi/plugin_interface.h"
 #include "platform/window.h"

@@ -1,6 +1,6 @@
 // Parameters through the host's scripting descriptors: read at Start when an
 // action plays back, written at Finish so that the host can record them.
-// The keys and codes come from core/terminology.h.
+// The keys and codes come from session/terminology.h.
 #pragma once
 
 struct FilterRecord;

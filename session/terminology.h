@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "core/parameters.h"
+#include "session/parameters.h"
 #include "pi/plugin_interface.h"
 
 // Script keys, in the order of the key list.

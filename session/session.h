@@ -5,9 +5,10 @@
 
 #include <cstdint>
 
-#include "core/parameters.h"
+#include "session/parameters.h"
 #include "glue/glue_modes.h"
 #include "image/pixel_map.h"
+#include "image/sampling.h"
 
 struct FilterRecord;
 
@@ -21,7 +22,7 @@ constexpr int16_t RESULT_NO_STROKE_PLANE = 999;
 
 constexpr int32_t TILE_SIZE = 256;
 constexpr int32_t TILE_MARGIN = 41;
-constexpr int32_t KERNEL_TABLE_WORDS = 2560;
+constexpr int32_t KERNEL_TABLE_WORDS = KERNEL_TABLE_SIZE;  // 2560: the sampling kernels
 constexpr int32_t DOT_COUNT = 25;
 
 // Two equal host buffers for the edge field.
@@ -94,3 +95,7 @@ bool hasHostAlpha(const FilterRecord* record);
 
 // Progress of the final run, throttled; silent for previews.
 void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux);
+
+// An empty map of this session: its blocks come from the host's buffer
+// procedures, and writers of files can reach the host's record through it.
+void pixelMapInit(PixelMap* map, FilterSession* session, const uint32_t* kernelTable);

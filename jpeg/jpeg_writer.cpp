@@ -2,13 +2,13 @@
 // the whole files of the HTML pages.
 #include <cstring>
 
-#include "core/session.h"
-#include "export/jpeg/jpeg_codec.h"
-#include "export/jpeg/metadata.h"
+#include "session/session.h"
+#include "jpeg/jpeg_codec.h"
+#include "jpeg/metadata.h"
 #include "host/host_services.h"
 #include "pi/plugin_interface.h"
 #include "platform/memory.h"
-#include "presets/files/file_io.h"
+#include "files/file_io.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "core/parameters.h"
+#include "session/parameters.h"
 
 #include <cstring>
 

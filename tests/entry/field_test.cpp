@@ -5,6 +5,7 @@
 
 #include "engine/edge_field.h"
 #include "engine/render.h"
+#include "session/session.h"
 #include "image/pixel_map.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "core/session.h"
+#include "session/session.h"
 
 #include "pi/plugin_interface.h"
 
@@ -23,4 +23,11 @@ void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t
   if ((work->progressTick == 0 || done == 0) && record->progressProc != nullptr) record->progressProc(done, total);
   ++work->progressTick;
   work->progressLast = done;
+}
+
+void pixelMapInit(PixelMap* map, FilterSession* session, const uint32_t* kernelTable) {
+  BufferProcs* procs = nullptr;
+  if (session != nullptr && session->filterRecord != nullptr) procs = session->filterRecord->bufferProcs;
+  pixelMapReset(map, procs, kernelTable);
+  if (map != nullptr) map->session = session;
 }

@@ -1,7 +1,7 @@
-#include "core/scripting.h"
+#include "entry/scripting.h"
 
-#include "core/session.h"
-#include "core/terminology.h"
+#include "session/session.h"
+#include "session/terminology.h"
 #include "host/host_services.h"
 #include "pi/plugin_interface.h"
 

@@ -1,17 +1,17 @@
-#include "core/entry.h"
+#include "entry/entry.h"
 
 #include <cstring>
 #include <ctime>
 #include <cstdlib>
 
-#include "core/run_stages.h"
-#include "core/scripting.h"
-#include "core/session.h"
+#include "dialog/dialog_stages.h"
+#include "entry/scripting.h"
+#include "session/session.h"
 #include "presets/settings_file.h"
 #include "engine/render.h"
 #include "host/host_services.h"
 #include "image/sampling.h"
-#include "image/tile_walk.h"
+#include "region/tile_walk.h"
 #include "pi/plugin_interface.h"
 #include "platform/window.h"
 

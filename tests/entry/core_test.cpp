@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "core/entry.h"
-#include "core/parameters.h"
-#include "core/session.h"
+#include "entry/entry.h"
+#include "session/parameters.h"
+#include "session/session.h"
 #include "pi/plugin_interface.h"
 #include "pihost/host_options.h"
 #include "pihost/host_session.h"

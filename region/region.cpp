@@ -1,11 +1,11 @@
-#include "image/region.h"
+#include "region/region.h"
 
 #include <cstring>
 
-#include "core/session.h"
-#include "dialog/preview_geometry.h"
+#include "session/session.h"
+#include "region/preview_geometry.h"
 #include "engine/render.h"
-#include "image/tile_walk.h"
+#include "region/tile_walk.h"
 
 void saveView(ViewSnapshot* snapshot, const FilterSession* session) {
   const FilterRecord* record = session->filterRecord;

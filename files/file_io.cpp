@@ -1,4 +1,4 @@
-#include "presets/files/file_io.h"
+#include "files/file_io.h"
 
 #include <cstring>
 

@@ -1,11 +1,10 @@
-#include "image/tile_walk.h"
+#include "region/tile_walk.h"
 
 #include <cstring>
 
-#include "core/entry.h"
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/render.h"
-#include "image/region.h"
+#include "region/region.h"
 #include "pi/plugin_interface.h"
 
 namespace {

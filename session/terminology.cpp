@@ -1,4 +1,4 @@
-#include "core/terminology.h"
+#include "session/terminology.h"
 
 #include <cstddef>
 

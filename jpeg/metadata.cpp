@@ -1,4 +1,4 @@
-#include "export/jpeg/metadata.h"
+#include "jpeg/metadata.h"
 
 #include <cstring>
 #include <ctime>

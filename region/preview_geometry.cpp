@@ -1,11 +1,11 @@
-#include "dialog/preview_geometry.h"
+#include "region/preview_geometry.h"
 
 #include <cstdio>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/source_row.h"
 #include "host/host_services.h"
-#include "image/tile_walk.h"
+#include "region/tile_walk.h"
 
 namespace {
 

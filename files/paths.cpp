@@ -1,9 +1,9 @@
-#include "presets/files/paths.h"
+#include "files/paths.h"
 
 #include <cstring>
 
 #include "platform/files.h"
-#include "presets/files/file_io.h"
+#include "files/file_io.h"
 
 namespace {
 
