@@ -4,8 +4,5 @@
 
 #include "session/session.h"
 
-void loadDotMap(FilterSession*) {}
-void saveDotMap(FilterSession*) {}
-void storeUndoSnapshot(FilterSession*) {}
 void runMainDialog(FilterSession* session) { session->dialogOutcome = 1; }
 void runAboutBox(FilterSession*) {}

@@ -5,6 +5,9 @@
 #include <cstdlib>
 
 #include "dialog/dialog_stages.h"
+#include "dialog/memory_dots.h"
+#include "dialog/randomize.h"
+#include "dialog/undo.h"
 #include "entry/scripting.h"
 #include "session/session.h"
 #include "presets/settings_file.h"
@@ -111,7 +114,7 @@ void doPrepare(FilterSession* session) {
   p->activeControl = -1;
   p->zoomChanged = 0;
   session->dialogWindow = nullptr;
-  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  seedRandom();
   session->dialogOutcome = 0;
 }
 
@@ -171,8 +174,8 @@ void initRunState(FilterSession* session) {
   session->thumbnailWidth = 0;
   session->thumbnailHeight = 0;
   std::memset(work->dotMap, 0, sizeof(work->dotMap));
-  work->undoSnapshotFilled[0] = 0;
-  work->undoSnapshotFilled[1] = 0;
+  work->undoSlots[0].valid = 0;
+  work->undoSlots[1].valid = 0;
   session->undoPhase = 0;
   session->dialogWindow = nullptr;
   loadDotMap(session);

@@ -35,6 +35,14 @@ struct ScratchPair {
   void* addressTwo;
 };
 
+// One state of the two-slot undo: the settings, whether the slot holds a
+// state, and whether a settings file of it was written.
+struct UndoSlot {
+  EdgeParameters settings;
+  uint8_t valid;
+  uint8_t hasFile;
+};
+
 struct FilterWorkArea {
   int32_t progressTick;
   int32_t progressLast;
@@ -43,10 +51,15 @@ struct FilterWorkArea {
   PixelMap* exportTarget;
   PixelMap exportImage;
   GlueTables glueTables;  // tentTable and the rest built once per run
-  intptr_t dotIds[DOT_COUNT];
+  // The memory dots: control ids 121..145 by slot, 0 empty / 1 stored /
+  // 2 stored and current, 1 for a pinned dot, and the slots the thumbnail
+  // shows (-1 none).
+  int16_t dotControlId[DOT_COUNT];
+  int16_t dotState[DOT_COUNT];
   int32_t dotMap[DOT_COUNT];
-  EdgeParameters undoSnapshot[2];
-  uint8_t undoSnapshotFilled[2];
+  int32_t shownDot;
+  int32_t lastShownDot;
+  UndoSlot undoSlots[2];  // undoPhase of the session names the newest
 };
 
 struct FilterSession {
