@@ -4,7 +4,7 @@
 // keys that are not ours, a key given twice, under each host behaviour.
 #include <initializer_list>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pi/plugin_interface.h"
 #include "replay_driver.h"
 

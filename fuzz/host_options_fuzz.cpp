@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

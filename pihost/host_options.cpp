@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #define ML_FILENO(f) fileno(f)
 #endif
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"

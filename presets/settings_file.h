@@ -23,7 +23,7 @@
 #include <cstdint>
 
 #include "image/pixel_map.h"
-#include "presets/files/paths.h"
+#include "files/paths.h"
 
 struct FilterSession;
 
