@@ -15,17 +15,11 @@
 # stamp file in PREFIX makes a second run return at once.
 set -euo pipefail
 
-if [ $# -ne 1 ] || [ -z "$1" ]; then
-  echo "usage: $0 PREFIX" >&2
-  exit 2
-fi
-
 here=$(cd "$(dirname "$0")" && pwd)
-mkdir -p "$1"
-prefix=$(cd "$1" && pwd)
-work=$(dirname "$prefix")/fuzz-deps-src
-jobs=$(nproc 2>/dev/null || echo 2)
-[ "$jobs" -gt 2 ] && jobs=2
+# shellcheck source=debian-sources.sh
+source "$here/debian-sources.sh"
+ml_deps_setup "${1:-}" fuzz-deps-src
+[ $# -eq 1 ] || ml_deps_setup
 
 # The same instrumentation as the targets' own code (fuzz/CMakeLists.txt).
 cflags="-O1 -g -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=undefined -fno-omit-frame-pointer"
@@ -41,8 +35,6 @@ complete() {
 }
 complete && exit 0
 
-# shellcheck source=debian-sources.sh
-source "$here/debian-sources.sh"
 fetch_debian_sources "$work" libjpeg-turbo libpng1.6
 jpeg_src=$work/$(debian_source_dir "$work" libjpeg-turbo)
 png_src=$work/$(debian_source_dir "$work" libpng1.6)

@@ -19,18 +19,12 @@
 # accurate integer DCT give the same bytes as the SIMD ones.
 set -euo pipefail
 
-if [ $# -ne 1 ] || [ -z "$1" ]; then
-  echo "usage: $0 PREFIX" >&2
-  exit 2
-fi
-
 here=$(cd "$(dirname "$0")" && pwd)
-mkdir -p "$1"
-prefix=$(cd "$1" && pwd)
-work=$(dirname "$prefix")/windeps-src
+# shellcheck source=debian-sources.sh
+source "$here/debian-sources.sh"
+ml_deps_setup "${1:-}" windeps-src
+[ $# -eq 1 ] || ml_deps_setup
 toolchain="$here/toolchain-mingw64.cmake"
-jobs=$(nproc 2>/dev/null || echo 2)
-[ "$jobs" -gt 2 ] && jobs=2
 
 cc=x86_64-w64-mingw32-gcc-posix
 ar=x86_64-w64-mingw32-ar
@@ -57,8 +51,6 @@ as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 
 # --- tools and the deb-src entry, for a fresh machine -----------------------
 need_update=0
-# shellcheck source=debian-sources.sh
-source "$here/debian-sources.sh"
 if ensure_deb_src; then need_update=1; fi
 missing=()
 command -v dpkg-source >/dev/null || missing+=(dpkg-dev)

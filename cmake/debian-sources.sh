@@ -10,6 +10,11 @@
 #                             apt-get source of each PKG not yet unpacked
 #                             in DIR
 #   debian_source_dir DIR PKG the unpacked tree of PKG in DIR, if any
+#   ml_deps_setup PREFIX SRCNAME
+#                             for the cmake/build-*-deps.sh scripts: makes
+#                             PREFIX and sets prefix (absolute), work
+#                             (PREFIX/../SRCNAME, sources and build trees)
+#                             and jobs (at most 2)
 #
 # Needs root (or sudo) only to write the entry.
 
@@ -102,4 +107,17 @@ fetch_debian_sources() {
   if ensure_deb_src; then ml_as_root apt-get update -qq; fi
   # apt warns when root downloads unsandboxed; the download is fine.
   (cd "$dir" && apt-get source -qq --only-source "${fetch[@]}" 2>&1 | grep -v '^W: Download is performed unsandboxed' >&2) || true
+}
+
+ml_deps_setup() {
+  if [ $# -ne 2 ] || [ -z "$1" ]; then
+    echo "usage: $0 PREFIX" >&2
+    exit 2
+  fi
+  mkdir -p "$1"
+  prefix=$(cd "$1" && pwd)
+  work=$(dirname "$prefix")/$2
+  jobs=$(nproc 2>/dev/null || echo 2)
+  [ "$jobs" -gt 2 ] && jobs=2
+  return 0
 }
