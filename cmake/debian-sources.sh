@@ -16,7 +16,8 @@
 #                             (PREFIX/../SRCNAME, sources and build trees)
 #                             and jobs (at most 2)
 #
-# Needs root (or sudo) only to write the entry.
+# Needs root (or sudo) only to write the entry. ML_APT_ETC and ML_RELEASE
+# stand in for /etc/apt and the release's code name in tests.
 
 # The file ensure_deb_src owns; it is rewritten whenever the machine's deb
 # entries say otherwise.
@@ -27,8 +28,8 @@ ml_as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 # The deb-src stanzas (deb822) for the release's own suite, one per deb entry
 # that serves it: the URIs, components and keyring stay as configured.
 ml_derived_deb_src() {
-  local etc=${ML_APT_ETC:-/etc/apt} release
-  release=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-}")
+  local etc=${ML_APT_ETC:-/etc/apt} release=${ML_RELEASE:-}
+  [ -n "$release" ] || release=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-}")
   [ -n "$release" ] || return 0
   # deb822 files: stanzas split by blank lines, comments dropped.
   local f
