@@ -6,10 +6,11 @@
 // enumeration type, value. A body of odd length is a handle the suite
 // refuses to open.
 //
-// Beyond "no crash": every enumeration field ends as 0 or as a number whose
-// code is what the descriptor gave; a key that is not ours changes nothing;
-// the descriptor is gone after a read; and what the filter writes back at
-// Finish reads back to the same parameters.
+// Beyond "no crash": the two hosts that do not script and a host without
+// the suite leave everything as it was; otherwise every enumeration field
+// ends as 0 or as the number of the code the descriptor gave, booleans as 0
+// or 1, the descriptor is gone after a read, what the filter writes back at
+// Finish reads back to the same parameters, and no handle or token is left.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -25,7 +26,6 @@ namespace {
 
 const OSType HOST_SIGNATURES[] = {hostSignaturePhotoshop, hostSignaturePSP8, hostSignaturePSP9,
                                   fourCharCode("GIMP")};
-constexpr int SCRIPT_FIELD_COUNT = SCRIPT_KEY_COUNT;
 
 struct FuzzHost {
   HostServices services;
@@ -51,7 +51,7 @@ void openHost(FuzzHost* h, uint8_t control) {
   h->session.result = &h->result;
   h->session.filterRecord = &h->record;
   h->parameters = EdgeParameters{};
-  for (int i = 0; i < SCRIPT_FIELD_COUNT; ++i) *scriptField(&h->parameters, *scriptKeyAt(i)) = -77;
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) *scriptField(&h->parameters, *scriptKeyAt(i)) = -77;
   h->parameters.queryDialog = 5;
   h->session.parameters = &h->parameters;
 }
@@ -103,14 +103,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (ignored) {
     // Nothing read, nothing disposed of, the dialog decision untouched.
     if (h->parameters.queryDialog != 5 || h->descriptorParameters.descriptor != descriptor) __builtin_trap();
-    for (int i = 0; i < SCRIPT_FIELD_COUNT; ++i)
+    for (int i = 0; i < SCRIPT_KEY_COUNT; ++i)
       if (*scriptField(&h->parameters, *scriptKeyAt(i)) != -77) __builtin_trap();
   } else {
     if (h->parameters.queryDialog != (h->descriptorParameters.playInfo == plugInDialogDisplay ? 1 : 0))
       __builtin_trap();
     if (readable) {
       if (h->descriptorParameters.descriptor != nullptr) __builtin_trap();  // disposed of after the read
-      for (int i = 0; i < SCRIPT_FIELD_COUNT; ++i) {
+      for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) {
         const ScriptKey& key = *scriptKeyAt(i);
         const int32_t value = *scriptField(&h->parameters, key);
         uint32_t code = 0;
@@ -129,10 +129,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     EdgeParameters kept = h->parameters;
     writeScriptParameters(&h->session);
     if (h->descriptorParameters.descriptor != nullptr) {
-      for (int i = 0; i < SCRIPT_FIELD_COUNT; ++i) *scriptField(&h->parameters, *scriptKeyAt(i)) = -77;
+      for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) *scriptField(&h->parameters, *scriptKeyAt(i)) = -77;
       h->result = 0;
       readScriptParameters(&h->session);
-      for (int i = 0; i < SCRIPT_FIELD_COUNT; ++i)
+      for (int i = 0; i < SCRIPT_KEY_COUNT; ++i)
         if (*scriptField(&h->parameters, *scriptKeyAt(i)) != *scriptField(&kept, *scriptKeyAt(i))) __builtin_trap();
       if (h->result != 0) __builtin_trap();
     }
