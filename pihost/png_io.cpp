@@ -2,16 +2,36 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace {
 
-// What libpng reports: the first error message, kept for the caller.
+// What libpng reports: the first error message, kept for the caller. Also
+// the largest single block libpng may allocate while reading.
 struct PngErrorState {
   char message[200];
+  size_t allocationLimit;
 };
+
+// libpng sizes a chunk's buffer by the length the chunk claims and only
+// warns when that is too large, so a file of a few bytes could make it ask
+// for gigabytes. No chunk holds more than the file, and nothing libpng
+// decompresses for us (a colour profile, text) is allowed more than its own
+// 8 MB, so a block larger than both is refused: the chunk is then dropped
+// or the read fails, with no memory spent.
+constexpr size_t PNG_DECOMPRESSED_CHUNK_LIMIT = size_t(8) << 20;
+
+png_voidp boundedPngAllocate(png_structp png, png_alloc_size_t size) {
+  auto* state = static_cast<PngErrorState*>(png_get_mem_ptr(png));
+  if (state != nullptr && size > state->allocationLimit) return nullptr;
+  return std::malloc(size);
+}
+
+void boundedPngFree(png_structp, png_voidp block) { std::free(block); }
 
 void pngError(png_structp png, png_const_charp message) {
   auto* state = static_cast<PngErrorState*>(png_get_error_ptr(png));
@@ -35,7 +55,8 @@ struct DecodedPng {
 // Runs libpng's reader; all C++ objects it touches live in the caller, so
 // the long jump of an error skips no destructor.
 bool decodePng(FILE* file, DecodedPng* out, PngErrorState* state) {
-  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, state, pngError, pngWarning);
+  png_structp png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, state, pngError, pngWarning, state,
+                                             boundedPngAllocate, boundedPngFree);
   if (!png) return false;
   png_infop info = png_create_info_struct(png);
   if (!info) {
@@ -94,8 +115,11 @@ bool decodeFile(const std::string& path, DecodedPng* decoded, std::string* error
     *error = path + " is not a PNG file";
     return false;
   }
+  std::fseek(file, 0, SEEK_END);
+  const long fileSize = std::ftell(file);
   std::rewind(file);
   PngErrorState state{};
+  state.allocationLimit = std::max(fileSize > 0 ? size_t(fileSize) : size_t(0), PNG_DECOMPRESSED_CHUNK_LIMIT);
   const bool ok = decodePng(file, decoded, &state);
   std::fclose(file);
   if (!ok) {

@@ -2,6 +2,7 @@
 // stand-in filter module: exit statuses, messages, and the files it writes.
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -135,3 +136,25 @@ TEST(HostProgram, FailuresLeaveNoOutputFile) {
 }
 
 }  // namespace
+
+// A 51-byte PNG whose sCAL chunk claims 2 GB: libpng only warns about the
+// length, so the reader must keep it from sizing a buffer by it.
+TEST(HostProgram, ChunkLengthsDoNotSizeMemory) {
+  const unsigned char lying[] = {
+      0x89, 'P',  'N',  'G',  0x0d, 0x0a, 0x1a, 0x0a, 0x00, 0x00, 0x00, 0x0d, 'I',  'H',  'D',  'R',  0x00,
+      0x00, 0x00, 0x04, 0x00, 0x00, 0x00, 0x02, 0x08, 0x02, 0x00, 0x00, 0x00, 0xf0, 0xca, 0xea, 0x34, 0x64,
+      0x00, 0x00, 0x06, 's',  'C',  'A',  'L',  0x7e, 0x00, 0x00, 0x15, 0x00, 0x44, 0xae, 0x42, 0x60, 0x82};
+  const std::string path = scratch("lying-chunk.png");
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(lying), sizeof lying);
+  rusage before{};
+  getrusage(RUSAGE_SELF, &before);
+  HostImage image;
+  HostMask mask;
+  std::string error;
+  EXPECT_FALSE(readPngImage(path, &image, &error));
+  EXPECT_FALSE(error.empty());
+  EXPECT_FALSE(readPngMask(path, 4, 2, &mask, &error));
+  rusage after{};
+  getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "kB of peak memory for a 51-byte file";
+}
