@@ -29,9 +29,7 @@ constexpr const char* CRLF = "\r\n";
 constexpr const char* CELL_OPEN = "<td align=\"center\" valign=\"top\" width=\"20%\">";
 constexpr const char* FONT_FACES = "Gill Sans,Verdana,Helvetica,Arial";
 
-void text(PageWriter* w, const char* t) {
-  for (; *t != '\0'; ++t) putByte(static_cast<uint8_t>(*t), &w->out);
-}
+void text(PageWriter* w, const char* t) { putText(&w->out, t); }
 void line(PageWriter* w, const char* t) {
   text(w, t);
   text(w, CRLF);
@@ -113,7 +111,7 @@ int16_t openPage(PageWriter* writer, const char* path, const char* sourceFolder,
   FileHandle file = INVALID_FILE_HANDLE;
   const int16_t code = openFile(path, &file, OpenWrite);
   if (code != FILE_OK) return code;
-  initWriter(&writer->out, file);
+  initFileSink(&writer->out, file);
   writer->column = 1;
 
   text(writer, "<!DOCTYPE html PUBLIC \"-//W3C//DTD HTML 4.01 Transitional//EN\">");
@@ -224,7 +222,7 @@ int16_t closePage(PageWriter* writer) {
   text(writer, "</table><br>");
   text(writer, CRLF);
   text(writer, "</body></html>");
-  flushWriter(&writer->out);
+  releaseFileSink(&writer->out);
   truncateFile(writer->out.file);
   closeFile(writer->out.file);
   return writer->out.failure;

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 
+#include "export/file_sink.h"
 #include "files/file_io.h"
 #include "files/paths.h"
 
@@ -30,7 +31,7 @@ constexpr const char* PRESETS_PAGE_NAME = "Marrowline presets.html";
 constexpr const char* DOTS_PAGE_NAME = "Marrowline memory dots.html";
 
 struct PageWriter {
-  BufferedWriter out;    // the HTML file
+  FileSink out;          // the HTML file
   PathSpec imageFolder;  // "web_images" beside the page, with its separator
   int32_t kind;          // PageKind
   int32_t columns;       // cells in a row, at most 10

@@ -1,8 +1,10 @@
 #include "export/psd_file.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
+#include "export/file_sink.h"
 #include "files/file_io.h"
 #include "glue/glue_modes.h"
 #include "image/pixel_map.h"
@@ -99,23 +101,17 @@ void buildResources(Bytes* out, const PsdJob* job, MetadataBlock* iptc, Metadata
   for (int32_t i = 0; i < job->layerCount; ++i) out->u16(0);
 }
 
-// --- the file through one buffered writer -----------------------------------
-inline void put8(BufferedWriter* w, uint32_t v) {
-  w->buffer[w->count++] = static_cast<uint8_t>(v);
-  if (w->count == WRITER_BUFFER_BYTES) flushWriter(w);
-}
-inline void put16(BufferedWriter* w, uint32_t v) { put8(w, v >> 8), put8(w, v); }
-inline void put32(BufferedWriter* w, uint32_t v) { put16(w, v >> 16), put16(w, v); }
-void putBytes(BufferedWriter* w, const uint8_t* data, size_t count) {
-  for (size_t i = 0; i < count; ++i) put8(w, data[i]);
-}
-void putTag(BufferedWriter* w, const char* signature, const char* key, uint32_t length) {
+// --- the file through one buffered sink --------------------------------------
+inline void put8(FileSink* w, uint32_t v) { putByte(w, static_cast<uint8_t>(v)); }
+inline void put16(FileSink* w, uint32_t v) { put8(w, v >> 8), put8(w, v); }
+inline void put32(FileSink* w, uint32_t v) { put16(w, v >> 16), put16(w, v); }
+void putTag(FileSink* w, const char* signature, const char* key, uint32_t length) {
   putBytes(w, reinterpret_cast<const uint8_t*>(signature), 4);
   putBytes(w, reinterpret_cast<const uint8_t*>(key), 4);
   put32(w, length);
 }
 
-void writeHeader(BufferedWriter* w, const PsdJob* job) {
+void writeHeader(FileSink* w, const PsdJob* job) {
   putBytes(w, reinterpret_cast<const uint8_t*>("8BPS"), 4);
   put16(w, PSD_VERSION);
   for (int i = 0; i < 6; ++i) put8(w, 0);
@@ -136,7 +132,7 @@ void writeHeader(BufferedWriter* w, const PsdJob* job) {
 uint32_t roundUpTo4(uint32_t v) { return (v + 3u) & ~3u; }
 
 // The section's frame up to the layer info block.
-void writeLayerSectionStart(BufferedWriter* w, const PsdJob* job) {
+void writeLayerSectionStart(FileSink* w, const PsdJob* job) {
   const uint32_t layerInfo = psdLayerInfoBytes(job);
   if (job->bytesPerSample == 1) {
     put32(w, layerInfo + 8);
@@ -152,7 +148,7 @@ void writeLayerSectionStart(BufferedWriter* w, const PsdJob* job) {
   putTag(w, "8BIM", wide ? "Lr32" : "Lr16", layerInfo);
 }
 
-void writeLayerRecord(BufferedWriter* w, const PsdJob* job) {
+void writeLayerRecord(FileSink* w, const PsdJob* job) {
   const uint32_t channelBytes = psdChannelBytes(job);
   put16(w, static_cast<uint32_t>(job->layerCount));
   put32(w, 0), put32(w, 0);
@@ -175,7 +171,7 @@ void writeLayerRecord(BufferedWriter* w, const PsdJob* job) {
   putBytes(w, reinterpret_cast<const uint8_t*>("layer 1"), 7);
 }
 
-void writeLayerSectionEnd(BufferedWriter* w, const PsdJob* job) {
+void writeLayerSectionEnd(FileSink* w, const PsdJob* job) {
   if (job->bytesPerSample == 1) {
     put32(w, 0);  // no global layer mask
     return;
@@ -189,68 +185,81 @@ void writeLayerSectionEnd(BufferedWriter* w, const PsdJob* job) {
   }
 }
 
+inline bool oddSquare(int32_t x, int32_t y) { return (((x ^ y) >> CHECKER_SHIFT) & 1) != 0; }
+
 // 16-bit samples run to 32768 in the filter and to 65535 in the file.
 inline uint32_t widen16(int32_t v) {
   if (v >= 32768) return 65535;
   return v <= 0 ? 0 : static_cast<uint32_t>(2 * v);
 }
 
-// Channel k of the render's pixel: 0..2 red, green, blue, 3 alpha.
-inline int32_t sample8(const PixelMap* image, int32_t x, int32_t y, int32_t k) {
-  const uint32_t word = *reinterpret_cast<const uint32_t*>(pixelAddress(image, x, y, 0));
-  return static_cast<int32_t>((word >> (24 - 8 * k)) & 255u);
-}
-inline int32_t sample16(const PixelMap* image, int32_t x, int32_t y, int32_t k) {
-  return reinterpret_cast<const uint16_t*>(pixelAddress(image, x, y, 0))[k];
-}
-inline uint32_t sampleFloatBits(const PixelMap* image, int32_t x, int32_t y, int32_t k) {
-  uint32_t bits;
-  std::memcpy(&bits, pixelAddress(image, x, y, 0) + 4 * k, 4);
-  return bits;
+inline void storeWord(uint8_t* at, uint32_t v) {
+  at[0] = static_cast<uint8_t>(v >> 8);
+  at[1] = static_cast<uint8_t>(v);
 }
 
-// One layer channel: its compression word and its plane, samples unchanged
-// but for the widening of 16-bit values.
-void writeLayerChannel(BufferedWriter* w, const PixelMap* image, int32_t k) {
-  put16(w, 0);
-  const int32_t width = image->baseWidth, height = image->baseHeight;
-  for (int32_t y = 0; y < height; ++y) {
+// Channel k of a row of the render: 0..2 red, green, blue, 3 alpha. Format 3
+// holds red in the top byte of its word, formats 4 and 9 in their first
+// sample.
+void layerRow(const PixelMap* image, int32_t y, int32_t k, uint8_t* row) {
+  const int32_t width = image->baseWidth;
+  const uint8_t* pixel = pixelAddress(image, 0, y, 0);
+  if (image->format == PIXEL_RGBA8) {
+    const int32_t shift = 24 - 8 * k;
+    const auto* words = reinterpret_cast<const uint32_t*>(pixel);
+    for (int32_t x = 0; x < width; ++x) row[x] = static_cast<uint8_t>(words[x] >> shift);
+  } else if (image->format == PIXEL_RGBA16) {
+    const auto* samples = reinterpret_cast<const uint16_t*>(pixel);
+    for (int32_t x = 0; x < width; ++x) storeWord(row + 2 * x, widen16(samples[4 * x + k]));
+  } else {
+    // Floats go as their bit pattern, high byte first.
     for (int32_t x = 0; x < width; ++x) {
-      if (image->format == PIXEL_RGBA8) put8(w, static_cast<uint32_t>(sample8(image, x, y, k)));
-      else if (image->format == PIXEL_RGBA16) put16(w, widen16(sample16(image, x, y, k)));
-      else put32(w, sampleFloatBits(image, x, y, k));
+      uint32_t bits;
+      std::memcpy(&bits, pixel + 16 * x + 4 * k, 4);
+      storeWord(row + 4 * x, bits >> 16);
+      storeWord(row + 4 * x + 2, bits);
     }
   }
 }
 
-inline bool oddSquare(int32_t x, int32_t y) { return (((x ^ y) >> CHECKER_SHIFT) & 1) != 0; }
-
-// One merged plane: the colour over the checkerboard (k 0..2), or the fourth
-// plane (k 3): at 8 bits the alpha over the checks, at 16 all white, at 32
-// the alpha itself.
-void writeMergedPlane(BufferedWriter* w, const PixelMap* image, int32_t k) {
-  const int32_t width = image->baseWidth, height = image->baseHeight;
-  for (int32_t y = 0; y < height; ++y) {
+// A row of merged plane k: the colour over the checkerboard (k 0..2), or
+// the fourth plane (k 3): at 8 bits the alpha over the checks, at 16 all
+// white, at 32 the alpha itself.
+void mergedRow(const PixelMap* image, int32_t y, int32_t k, uint8_t* row) {
+  const int32_t width = image->baseWidth;
+  const uint8_t* pixel = pixelAddress(image, 0, y, 0);
+  if (image->format == PIXEL_RGBA8) {
+    const int32_t shift = 24 - 8 * k;
+    const auto* words = reinterpret_cast<const uint32_t*>(pixel);
     for (int32_t x = 0; x < width; ++x) {
-      if (image->format == PIXEL_RGBA8) {
-        const int32_t a = sample8(image, x, y, 3);
-        const int32_t c = sample8(image, x, y, k);
-        const int32_t checker = oddSquare(x, y) ? 204 : 255;
-        put8(w, static_cast<uint32_t>((checker * (255 - a) + c * a) / 255));
-      } else if (image->format == PIXEL_RGBA16) {
-        if (k == 3) {
-          put16(w, 65535);
-          continue;
-        }
-        int64_t a = sample16(image, x, y, 3);
-        if (a > 32768) a = 32768;
-        const int64_t checker = oddSquare(x, y) ? 26112 : 32640;
-        const int64_t mixed = (sample16(image, x, y, k) * a + checker * (32768 - a)) >> 15;
-        put16(w, widen16(static_cast<int32_t>(mixed)));
-      } else {
-        put32(w, sampleFloatBits(image, x, y, k));
-      }
+      const int32_t a = static_cast<int32_t>(words[x] & 255u);
+      const int32_t c = static_cast<int32_t>((words[x] >> shift) & 255u);
+      const int32_t checker = 255 - 51 * (((x ^ y) >> CHECKER_SHIFT) & 1);  // 255 or 204
+      row[x] = static_cast<uint8_t>(static_cast<uint32_t>(checker * (255 - a) + c * a) / 255u);
     }
+  } else if (image->format == PIXEL_RGBA16) {
+    const auto* samples = reinterpret_cast<const uint16_t*>(pixel);
+    for (int32_t x = 0; x < width; ++x) {
+      if (k == 3) {
+        storeWord(row + 2 * x, 65535);
+        continue;
+      }
+      int64_t a = samples[4 * x + 3];
+      if (a > 32768) a = 32768;
+      const int64_t checker = oddSquare(x, y) ? 26112 : 32640;
+      const int64_t mixed = (samples[4 * x + k] * a + checker * (32768 - a)) >> 15;
+      storeWord(row + 2 * x, widen16(static_cast<int32_t>(mixed)));
+    }
+  } else {
+    layerRow(image, y, k, row);
+  }
+}
+
+void writePlane(FileSink* w, const PixelMap* image, int32_t k, bool merged, std::vector<uint8_t>* row) {
+  for (int32_t y = 0; y < image->baseHeight; ++y) {
+    if (merged) mergedRow(image, y, k, row->data());
+    else layerRow(image, y, k, row->data());
+    putBytes(w, row->data(), row->size());
   }
 }
 
@@ -334,29 +343,35 @@ int16_t writePsdFile(FilterSession* session, const char* path, const PsdJob* job
   buildResources(&resources, job, &iptc, &exif, icc, iccSize);
   if (icc != nullptr) unlockHostProfile(session);
 
-  BufferedWriter writer;
-  initWriter(&writer, file);
+  FileSink writer;
+  initFileSink(&writer, file);
   writeHeader(&writer, job);
   put32(&writer, static_cast<uint32_t>(resources.data.size()));
   putBytes(&writer, resources.data.data(), resources.data.size());
   writeLayerSectionStart(&writer, job);
   writeLayerRecord(&writer, job);
-  flushWriter(&writer);
+  flushFileSink(&writer);
 
   render(session);
   ++session->exportPassesDone;
   const int16_t renderCode = resultOf(session);
 
-  for (int32_t k : {3, 0, 1, 2}) writeLayerChannel(&writer, image, k);
+  std::vector<uint8_t> row(static_cast<size_t>(job->width) * static_cast<size_t>(job->bytesPerSample));
+  for (int32_t k : {3, 0, 1, 2}) {
+    put16(&writer, 0);  // raw
+    writePlane(&writer, image, k, false, &row);
+  }
   writeLayerSectionEnd(&writer, job);
   put16(&writer, 0);  // raw merged image
-  for (int32_t k = 0; k < 4; ++k) writeMergedPlane(&writer, image, k);
+  for (int32_t k = 0; k < 4; ++k) writePlane(&writer, image, k, true, &row);
   if (job->bytesPerSample == 2) {
-    const int64_t samples = int64_t(job->width) * job->height;
-    for (int64_t i = 0; i < samples; ++i) put16(&writer, 65535);
+    // The fifth plane, all white, which no reader reaches.
+    std::fill(row.begin(), row.end(), uint8_t(255));
+    for (int32_t y = 0; y < job->height; ++y) putBytes(&writer, row.data(), row.size());
   }
-  flushWriter(&writer);
+  flushFileSink(&writer);
   code = writer.failure;
+  releaseFileSink(&writer);
   truncateFile(file);
   closeFile(file);
   if (code == FILE_OK && renderCode != 0) code = renderCode;

@@ -123,14 +123,12 @@ int16_t skipBytes(int32_t count, FileHandle file) {
 void initWriter(BufferedWriter* writer, FileHandle file) {
   writer->count = 0;
   writer->file = file;
-  writer->failure = FILE_OK;
 }
 
 void flushWriter(BufferedWriter* writer) {
   if (writer->count > 0) {
     int32_t count = writer->count;
-    const int16_t code = writeBytes(writer->file, &count, writer->buffer);
-    if (writer->failure == FILE_OK) writer->failure = code;
+    writeBytes(writer->file, &count, writer->buffer);  // errors are dropped
   }
   writer->count = 0;
 }

@@ -60,14 +60,13 @@ constexpr uint32_t swap32(uint32_t value) {
 // call per 400 bytes. It lives on the caller's stack for one plane. putWord
 // and putLong append the value's low byte first: a caller that wants
 // big-endian order reverses the value first (swap16, swap32). Write errors
-// do not stop the writer; the first one is kept in `failure`.
+// are dropped.
 constexpr int32_t WRITER_BUFFER_BYTES = 400;
 
 struct BufferedWriter {
   uint8_t buffer[WRITER_BUFFER_BYTES];
   int32_t count;  // bytes pending, 0 to 399 between calls
   FileHandle file;
-  int16_t failure;  // code of the first write that failed, 0 while none has
 };
 
 void initWriter(BufferedWriter* writer, FileHandle file);
