@@ -334,12 +334,8 @@ bool renderDotImage(FilterSession* session, int32_t slot, const char* path, int3
   const Rect& filter = session->fullFilterRect;
   dotPictureSize(filter.right - filter.left, filter.bottom - filter.top, width, height);
   ViewSnapshot view;
-  saveView(&view, session);
-  EdgeParameters* p = sessionParameters(session);
-  FilterWorkArea* work = session->work;
-  p->renderTarget = 2;
-  work->exportTarget = &work->offscreenImage;
-  PixelMap* image = &work->offscreenImage;
+  beginOffscreenRender(session, &view);
+  PixelMap* image = &session->work->offscreenImage;
   const FilterRecord* record = session->filterRecord;
   const int32_t format = psdPixelFormat(psdBytesPerSample(record->imageMode, record->depth));
   bool done = false;
@@ -355,8 +351,7 @@ bool renderDotImage(FilterSession* session, int32_t slot, const char* path, int3
     loadMemoryDotFile(session, SCRATCH_DOT_SLOT);
     pixelMapFree(image);
   }
-  work->exportTarget = nullptr;
-  restoreView(&view, session);
+  endOffscreenRender(session, &view);
   return done;
 }
 

@@ -383,18 +383,24 @@ int16_t writePsdFile(FilterSession* session, const char* path, const PsdJob* job
   return code;
 }
 
+void beginOffscreenRender(FilterSession* session, ViewSnapshot* view) {
+  saveView(view, session);
+  sessionParameters(session)->renderTarget = 2;
+  session->work->exportTarget = &session->work->offscreenImage;
+}
+
+void endOffscreenRender(FilterSession* session, const ViewSnapshot* view) {
+  session->work->exportTarget = nullptr;
+  restoreView(view, session);
+}
+
 int16_t renderPsd(FilterSession* session, const char* path) {
   ViewSnapshot view;
-  saveView(&view, session);
-  EdgeParameters* p = sessionParameters(session);
-  FilterWorkArea* work = session->work;
-  p->renderTarget = 2;
-  work->exportTarget = &work->offscreenImage;
+  beginOffscreenRender(session, &view);
   PsdJob job;
   makePsdJob(&job, session);
   session->exportPassesDone = 0;
   const int16_t code = writePsdFile(session, path, &job, renderToTarget);
-  work->exportTarget = nullptr;
-  restoreView(&view, session);
+  endOffscreenRender(session, &view);
   return code;
 }

@@ -51,6 +51,12 @@ using PsdRender = void (*)(FilterSession* session);
 // whole one.
 int16_t writePsdFile(FilterSession* session, const char* path, const PsdJob* job, PsdRender render);
 
+// Every off-screen render of an export starts and ends so: the view saved,
+// the render aimed at offscreenImage; then the view put back.
+struct ViewSnapshot;
+void beginOffscreenRender(FilterSession* session, ViewSnapshot* view);
+void endOffscreenRender(FilterSession* session, const ViewSnapshot* view);
+
 // The export: saves the view, renders off screen into the file, puts the
 // view back. The dialog's parameters and preview are as they were after it.
 int16_t renderPsd(FilterSession* session, const char* path);

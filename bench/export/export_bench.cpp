@@ -49,19 +49,24 @@ void exportCommand(benchmark::State& state) {
 
 void noRender(FilterSession*) {}
 
+// The plug-in started on the picture, set for an off-screen "chrome" render.
+bool startExport(Harness* h, benchmark::State& state) {
+  harnessInit(h, benchPicture(), Rect{0, 0, HEIGHT, WIDTH});
+  if (!harnessStart(h)) {
+    state.SkipWithError("the plug-in did not start");
+    return false;
+  }
+  harnessParameters(h)->edgeStyle = 4;
+  harnessParameters(h)->renderTarget = 2;
+  h->session->work->exportTarget = &h->session->work->offscreenImage;
+  return true;
+}
+
 // state.range(0): 1 renders as the export does, 0 writes the file of a
 // blank picture only.
 void psdFile(benchmark::State& state) {
   Harness h;
-  harnessInit(&h, benchPicture(), Rect{0, 0, HEIGHT, WIDTH});
-  if (!harnessStart(&h)) {
-    state.SkipWithError("the plug-in did not start");
-    return;
-  }
-  harnessParameters(&h)->edgeStyle = 4;
-  FilterWorkArea* work = h.session->work;
-  work->exportTarget = &work->offscreenImage;
-  harnessParameters(&h)->renderTarget = 2;
+  if (!startExport(&h, state)) return;
   PsdJob job;
   makePsdJob(&job, h.session);
   const std::string output = scratch("file.psd");
@@ -77,15 +82,8 @@ void psdFile(benchmark::State& state) {
 // with its render less this.
 void renderOnly(benchmark::State& state) {
   Harness h;
-  harnessInit(&h, benchPicture(), Rect{0, 0, HEIGHT, WIDTH});
-  if (!harnessStart(&h)) {
-    state.SkipWithError("the plug-in did not start");
-    return;
-  }
-  harnessParameters(&h)->edgeStyle = 4;
+  if (!startExport(&h, state)) return;
   FilterWorkArea* work = h.session->work;
-  work->exportTarget = &work->offscreenImage;
-  harnessParameters(&h)->renderTarget = 2;
   for (auto _ : state) {
     if (!pixelMapCreate(&work->offscreenImage, WIDTH, HEIGHT, PIXEL_RGBA8, -1)) state.SkipWithError("no picture");
     pixelMapFillBytes(&work->offscreenImage, 0, 0);
