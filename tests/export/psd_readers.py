@@ -9,7 +9,6 @@ import os
 import resource
 import shutil
 import signal
-import struct
 import subprocess
 import sys
 
@@ -122,35 +121,6 @@ def export_case(name, depth, selection, params):
           f"{name}: ImageMagick's merged image differs")
 
 
-def layout_case():
-    """The sections of a 100 x 50 file at 8 bits, parsed here."""
-    work = os.path.join(SCRATCH, "layout")
-    os.makedirs(work, exist_ok=True)
-    source, psd = os.path.join(work, "in.png"), os.path.join(work, "out.psd")
-    write_rgba(source, test_picture(120, 70, 8), 8)
-    result = run(["--edge-style", "thorny", "--glue", "2", "--selection", "10,10,110,60", "--export-psd", source, psd])
-    check(result.returncode == 0, f"layout: export failed: {result.stderr}")
-    data = open(psd, "rb").read()
-    check(data[:4] == b"8BPS" and struct.unpack(">H", data[12:14])[0] == 3, "layout: header")
-    at = 26 + 4
-    (length,) = struct.unpack(">I", data[at:at + 4])
-    at += 4
-    end, ids, iptc = at + length, [], b""
-    while at < end:
-        sig, rid, name, size = struct.unpack(">4sHHI", data[at:at + 12])
-        check(sig == b"8BIM" and name == 0, f"layout: resource frame {sig} {rid}")
-        ids.append(rid)
-        if rid == 1028:
-            iptc = data[at + 12:at + 12 + size]
-        at += 12 + size + (size & 1)
-    check(at == end, "layout: resource lengths")
-    check(ids == [1001, 1005, 1011, 1016, 1035, 1028, 1058, 1024, 1026], f"layout: resources {ids}")
-    check(b"\x1c\x02\x19\x00\x06thorny" in iptc, "layout: the style's keyword")
-    section, layer_info = struct.unpack(">II", data[end:end + 8])
-    check((section, layer_info) == (20132, 20124), f"layout: section lengths {section}, {layer_info}")
-    check(len(data) == end + 4 + section + 2 + 4 * 5000, f"layout: file size {len(data)}")
-
-
 def failure_case():
     """A write that fails half way leaves nothing a reader takes."""
     work = os.path.join(SCRATCH, "failure")
@@ -178,7 +148,6 @@ shutil.rmtree(SCRATCH, ignore_errors=True)
 os.makedirs(SCRATCH)
 export_case("eight", 8, (7, 5, 83, 51), ["--edge-style", "chrome", "--glue", "7"])
 export_case("sixteen", 16, (3, 9, 88, 60), ["--edge-style", "halo"])
-layout_case()
 failure_case()
 print("ok" if not failures else f"{len(failures)} failures")
 sys.exit(1 if failures else 0)
