@@ -240,6 +240,68 @@ TEST(PsdFile, SixteenBitWidensSamplesAndFramesTheLayerBlock) {
   EXPECT_EQ(mergedWord(4, 5), 65535);
 }
 
+// A float picture, as a host may pass one although the filter does not
+// offer itself for it: the samples go as their bit patterns.
+TEST(PsdFile, FloatFileCarriesItsToningBlockAndMaskBlocks) {
+  Harness h;
+  harnessInit(&h, makeTestPicture(12, 6, 3, 8, false), Rect{0, 0, 6, 12});
+  ASSERT_TRUE(harnessStart(&h));
+  PsdJob job{4, 1, 12, 6, 4};
+  const fs::path path = scratchFolder("psd32") / "out.psd";
+  auto fill = [](FilterSession* session) {
+    PixelMap* map = &session->work->offscreenImage;
+    const float pixel[4] = {0.5f, 1.5f, 0.0f, 0.25f};
+    setFloats4(3, 0, map, 0, pixel);
+  };
+  ASSERT_EQ(writePsdFile(h.session, path.string().c_str(), &job, fill), 0);
+  harnessEnd(&h);
+
+  const std::vector<uint8_t> file = readAll(path);
+  Cursor c{file};
+  c.skip(12);
+  EXPECT_EQ(c.u16(), 3u);
+  c.skip(8);
+  EXPECT_EQ(c.u16(), 32u);
+  c.skip(2);
+  EXPECT_EQ(c.u32(), 74u);
+  EXPECT_EQ(c.text(4), "hdrt");
+  c.skip(70);
+  std::vector<uint32_t> ids;
+  for (const auto& r : readResources(&c)) ids.push_back(r.first);
+  EXPECT_EQ(ids, (std::vector<uint32_t>{1001, 1005, 1011, 1016, 1035, 1028, 1058, 1069, 1072, 1024, 1026}));
+
+  const uint32_t channel = 12 * 6 * 4 + 2, layerInfo = 4 * channel + 116;
+  const uint32_t padded = (layerInfo + 4 + 3) / 4 * 4;
+  const size_t sectionEnd = c.at + 4 + padded + 68;
+  EXPECT_EQ(c.u32(), padded + 68);
+  c.skip(8);
+  EXPECT_EQ(c.text(8), "8BIMMt32");
+  c.skip(4);
+  EXPECT_EQ(c.text(8), "8BIMLr32");
+  EXPECT_EQ(c.u32(), layerInfo);
+  EXPECT_EQ(readLayerRecord(&c, 12, 6), channel);
+  const size_t planes = c.at;
+  auto floatAt = [&](size_t at) {
+    const uint32_t bits = (uint32_t(file[at]) << 24) | (file[at + 1] << 16) | (file[at + 2] << 8) | file[at + 3];
+    float v;
+    std::memcpy(&v, &bits, 4);
+    return v;
+  };
+  EXPECT_EQ(floatAt(planes + 2 + 4 * 3), 0.25f);                // alpha
+  EXPECT_EQ(floatAt(planes + 2 * channel + 2 + 4 * 3), 1.5f);   // green
+  c.at = planes + 4 * channel + (padded - 4 - layerInfo);
+  EXPECT_EQ(c.text(8), "8BIMLMsk");
+  EXPECT_EQ(c.u32(), 14u);
+  c.skip(16);
+  EXPECT_EQ(c.text(8), "8BIMPat3");
+  c.skip(4);
+  EXPECT_EQ(c.at, sectionEnd);
+  const size_t merged = sectionEnd + 2, plane = 12 * 6 * 4;
+  ASSERT_EQ(file.size(), merged + 4 * plane);
+  EXPECT_EQ(floatAt(merged + 4 * 3), 0.5f);             // red, not composited
+  EXPECT_EQ(floatAt(merged + 3 * plane + 4 * 3), 0.25f);  // the fourth plane: alpha
+}
+
 TEST(PsdFile, FailuresLeaveNoFileThatPassesForAPicture) {
   // An unopenable path: the file side's code and nothing made.
   const fs::path folder = scratchFolder("psdfail");
