@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #if defined(_WIN32)
 #include <io.h>
@@ -18,6 +19,8 @@
 #include "pihost/host_options.h"
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"
+#include "pihost/image_files.h"
+#include "pihost/parameter_warnings.h"
 #include "pihost/png_io.h"
 #include "pihost/preview_mode.h"
 #include "presets/settings_file.h"
@@ -101,7 +104,12 @@ bool applyPresetFile(HostOptions* options, std::string* error) {
     bool given = false;
     for (const DescriptorItem& item : options->descriptorItems)
       if (item.key == key->key) merged.push_back(item), given = true;
-    if (!given) merged.push_back(presetItem(*key, *scriptField(&workspace->parameters, *key)));
+    if (given) continue;
+    const int32_t value = *scriptField(&workspace->parameters, *key);
+    merged.push_back(presetItem(*key, value));
+    const std::string warning =
+        parameterRangeWarning(*key, value, std::string(key->name) + " " + std::to_string(value) + " of the preset");
+    if (!warning.empty()) options->warnings.push_back(warning);
   }
   options->descriptorItems = merged;
   return true;
@@ -122,51 +130,36 @@ std::string descriptorRecordText(const std::vector<DescriptorItem>& items) {
   return text;
 }
 
-int runHostProgram(int argc, const char* const* argv) {
-  HostOptions options;
+namespace {
+
+// One picture through the plug-in: INPUT to OUTPUT as the options say.
+// Messages go to stderr; gives the exit status.
+int runOnePicture(const HostOptions& options, const PreviewRequest& previewRequest, const std::string& inputPath,
+                  const std::string& outputPath) {
   std::string error;
-  switch (parseHostOptions(argc, argv, &options, &error)) {
-    case ParseOutcome::Help:
-      std::fputs(hostUsageText(), stdout);
-      return kExitSuccess;
-    case ParseOutcome::Error:
-      fail(error);
-      return kExitUsage;
-    case ParseOutcome::Run:
-      break;
+  HostImage source;
+  if (!readImageFile(inputPath, &source, &error)) {
+    fail(error);
+    return kExitFile;
   }
-  if (!options.presetPath.empty()) {
-    if (!options.descriptors) {
-      fail("--preset goes to the plug-in as a descriptor: it cannot be used with --no-descriptors");
-      return kExitUsage;
-    }
-    if (!applyPresetFile(&options, &error)) {
+  if (imageFileKindOf(outputPath) == ImageFileKind::Unknown) {
+    fail("cannot write " + outputPath + ": unknown picture type (the name must end in .png, .jpg, .jpeg, .tif or .tiff)");
+    return kExitUsage;
+  }
+  auto session = std::make_unique<HostSession>();
+  {
+    HostMask mask;
+    if (!options.maskPath.empty() && !readPngMask(options.maskPath, source.width, source.height, &mask, &error)) {
       fail(error);
       return kExitFile;
     }
-  }
-  PreviewRequest previewRequest{};
-  if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
-    fail(error);
-    return kExitUsage;
-  }
-
-  HostImage source;
-  if (!readPngImage(options.inputPath, &source, &error)) {
-    fail(error);
-    return kExitFile;
-  }
-  HostMask mask;
-  if (!options.maskPath.empty() && !readPngMask(options.maskPath, source.width, source.height, &mask, &error)) {
-    fail(error);
-    return kExitFile;
-  }
-
-  auto session = std::make_unique<HostSession>();
-  if (!hostSessionSetup(session.get(), options, source, options.maskPath.empty() ? nullptr : &mask, &error)) {
-    hostSessionRelease(session.get());
-    fail(error);
-    return kExitUsage;
+    // The session takes the picture over; only it and its filtered copy stay.
+    if (!hostSessionSetup(session.get(), options, std::move(source), options.maskPath.empty() ? nullptr : &mask,
+                          &error)) {
+      hostSessionRelease(session.get());
+      fail(error);
+      return kExitUsage;
+    }
   }
 
   if (!options.preview.empty()) {
@@ -182,7 +175,7 @@ int runHostProgram(int argc, const char* const* argv) {
                              resultCodeMeaning(result) + ")"
                        : std::string("the host cannot show a preview with these capabilities"));
       status = kExitPluginError;
-    } else if (!writePngImage(options.outputPath, session->services.lastDisplayed, &error)) {
+    } else if (!writeImageFile(outputPath, session->services.lastDisplayed, &error)) {
       fail(error);
       status = kExitFile;
     }
@@ -230,9 +223,10 @@ int runHostProgram(int argc, const char* const* argv) {
   }
 
   if (status == kExitSuccess) {
-    HostImage output;
-    hostSessionComposeResult(*session, &output);
-    if (!writePngImage(options.outputPath, output, &error)) {
+    hostSessionComposeInPlace(session.get());
+    if (imageFileNarrows(outputPath, session->filtered))
+      fail("note: " + outputPath + " is a JPEG file: written at 8 bits without alpha");
+    if (!writeImageFile(outputPath, session->filtered, &error)) {
       fail(error);
       status = kExitFile;
     }
@@ -240,7 +234,7 @@ int runHostProgram(int argc, const char* const* argv) {
   if (status == kExitSuccess && !options.recordPath.empty()) {
     if (!writeTextFile(options.recordPath, descriptorRecordText(session->returnedDescriptor), &error)) {
       fail(error);
-      std::remove(options.outputPath.c_str());
+      std::remove(outputPath.c_str());
       status = kExitFile;
     }
   }
@@ -248,4 +242,75 @@ int runHostProgram(int argc, const char* const* argv) {
   hostSessionRelease(session.get());
   unloadPluginModule(&module);
   return status;
+}
+
+// --output-dir: every input under its own file name in the folder, one line
+// per file and a summary. Failed files do not stop the others.
+int runBatch(const HostOptions& options, const PreviewRequest& previewRequest) {
+  namespace fs = std::filesystem;
+  std::error_code fileError;
+  if (!fs::is_directory(options.outputDir, fileError)) {
+    fail("--output-dir " + options.outputDir + " is not a folder");
+    return kExitFile;
+  }
+  const size_t total = options.inputPaths.size();
+  size_t failed = 0;
+  for (size_t i = 0; i < total; ++i) {
+    const std::string& input = options.inputPaths[i];
+    const std::string output = (fs::path(options.outputDir) / fs::path(input).filename()).string();
+    const std::string counter = "[" + std::to_string(i + 1) + "/" + std::to_string(total) + "] ";
+    int status = kExitSuccess;
+    if (fs::exists(output, fileError) && fs::equivalent(input, output, fileError)) {
+      fail(output + " is the input itself: it is not overwritten");
+      status = kExitUsage;
+    } else {
+      status = runOnePicture(options, previewRequest, input, output);
+    }
+    if (status == kExitSuccess) {
+      std::fprintf(stderr, "marrowline-host: %s%s -> %s\n", counter.c_str(), input.c_str(), output.c_str());
+    } else {
+      failed++;
+      std::fprintf(stderr, "marrowline-host: %s%s failed\n", counter.c_str(), input.c_str());
+    }
+  }
+  std::fprintf(stderr, "marrowline-host: %zu of %zu pictures written, %zu failed\n", total - failed, total, failed);
+  return failed == 0 ? kExitSuccess : kExitPluginError;
+}
+
+}  // namespace
+
+int runHostProgram(int argc, const char* const* argv) {
+  HostOptions options;
+  std::string error;
+  switch (parseHostOptions(argc, argv, &options, &error)) {
+    case ParseOutcome::Help:
+      std::fputs(hostUsageText(), stdout);
+      return kExitSuccess;
+    case ParseOutcome::Version:
+      std::printf("marrowline-host %s (%s)\n", ML_VERSION, imageLibraryVersions().c_str());
+      return kExitSuccess;
+    case ParseOutcome::Error:
+      fail(error);
+      return kExitUsage;
+    case ParseOutcome::Run:
+      break;
+  }
+  if (!options.presetPath.empty()) {
+    if (!options.descriptors) {
+      fail("--preset goes to the plug-in as a descriptor: it cannot be used with --no-descriptors");
+      return kExitUsage;
+    }
+    if (!applyPresetFile(&options, &error)) {
+      fail(error);
+      return kExitFile;
+    }
+  }
+  for (const std::string& warning : options.warnings) fail("warning: " + warning);
+  PreviewRequest previewRequest{};
+  if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
+    fail(error);
+    return kExitUsage;
+  }
+  if (!options.outputDir.empty()) return runBatch(options, previewRequest);
+  return runOnePicture(options, previewRequest, options.inputPath, options.outputPath);
 }

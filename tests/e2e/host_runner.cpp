@@ -108,7 +108,7 @@ HostImage makeTestPicture(int32_t width, int32_t height, int32_t colorPlanes, bo
   };
   for (int32_t y = 0; y < height; ++y)
     for (int32_t x = 0; x < width; ++x) {
-      uint16_t* p = hostImageAt(image, x, y);
+      uint16_t p[4] = {};
       for (int32_t k = 0; k < colorPlanes; ++k) {
         int32_t v = ((x * (3 + k) + y * (5 - k)) * 2) % 256;  // gradients
         if (((x / 23) + (y / 31) + k) % 3 == 0) v = 255 - v;     // hard-edged blocks
@@ -120,6 +120,7 @@ HostImage makeTestPicture(int32_t width, int32_t height, int32_t colorPlanes, bo
         if (p[k] > top) p[k] = static_cast<uint16_t>(top);
       }
       if (alpha) p[colorPlanes] = static_cast<uint16_t>(((x + 2 * y) % 97) * top / 96);
+      for (int32_t k = 0; k < imagePlanes(image); ++k) setHostSample(&image, x, y, k, p[k]);
     }
   return image;
 }
