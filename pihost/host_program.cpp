@@ -17,6 +17,7 @@
 
 #include "core/terminology.h"
 #include "pihost/host_options.h"
+#include "pihost/host_profiles.h"
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"
 #include "pihost/image_files.h"
@@ -295,9 +296,10 @@ int runHostProgram(int argc, const char* const* argv) {
     case ParseOutcome::Run:
       break;
   }
+  const bool descriptorSuite = options.descriptors && !hostProfileAt(options.hostProfile).noDescriptorsCaseZero;
   if (!options.presetPath.empty()) {
-    if (!options.descriptors) {
-      fail("--preset goes to the plug-in as a descriptor: it cannot be used with --no-descriptors");
+    if (!descriptorSuite) {
+      fail("--preset goes to the plug-in as a descriptor: it cannot be used without a descriptor suite");
       return kExitUsage;
     }
     if (!applyPresetFile(&options, &error)) {
@@ -306,6 +308,9 @@ int runHostProgram(int argc, const char* const* argv) {
     }
   }
   for (const std::string& warning : options.warnings) fail("warning: " + warning);
+  if (!descriptorSuite && !options.descriptorItems.empty())
+    fail("warning: this host has no descriptor suite: the parameter options do not reach the plug-in, which runs on "
+         "its cached settings");
   PreviewRequest previewRequest{};
   if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
     fail(error);

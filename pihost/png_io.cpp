@@ -163,6 +163,8 @@ bool encodePng(FILE* file, const HostImage& image, std::vector<png_bytep>* rows,
   png_set_IHDR(png, info, png_uint_32(image.width), png_uint_32(image.height), image.depth == 16 ? 16 : 8,
                colorType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   if (!image.iccProfile.empty()) {
+    // A profile libpng finds malformed is left out rather than failing the file.
+    png_set_benign_errors(png, 1);
     png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, image.iccProfile.data(),
                  png_uint_32(image.iccProfile.size()));
   }
