@@ -239,6 +239,7 @@ bool hostSessionSetup(HostSession* s, const HostOptions& options, HostImage pict
     d.playInfo = options.dialog ? plugInDialogDisplay : plugInDialogDontDisplay;
     d.recordInfo = plugInDialogOptional;
     d.descriptor = descriptorHandleFromItems(options.descriptorItems);
+    s->playedDescriptor = d.descriptor;
     d.readDescriptorProcs = &s->services.readDescriptorProcs;
     d.writeDescriptorProcs = &s->services.writeDescriptorProcs;
     r.descriptorParameters = &d;
@@ -350,7 +351,8 @@ int64_t hostSessionLeakedBlocks(const HostSession& s) {
   for (const auto& entry : s.services.liveHandles) {
     void* handle = entry.first;
     const bool kept = handle == reinterpret_cast<void*>(s.data) || handle == static_cast<void*>(s.record.parameters) ||
-                      handle == static_cast<void*>(s.descriptorParameters.descriptor);
+                      handle == static_cast<void*>(s.descriptorParameters.descriptor) ||
+                      handle == static_cast<void*>(s.playedDescriptor);
     if (!kept) leaked++;
   }
   return leaked;

@@ -56,6 +56,10 @@ struct HostSession {
   // never emptied; empty when none.
   std::string protocolError;
 
+  // The descriptor the host played to the plug-in; the host's own, even
+  // when a plug-in without a usable handle suite cannot dispose of it.
+  Handle playedDescriptor = nullptr;
+
   // The descriptor in `descriptor` after Finish.
   bool haveReturnedDescriptor = false;
   std::vector<DescriptorItem> returnedDescriptor;

@@ -61,6 +61,10 @@ HostRun runHost(const std::vector<std::string>& options, const std::string& inpu
                     quote(output));
 }
 
+HostRun runHostWith(const std::vector<std::string>& arguments) {
+  return runCommand(quote(std::string(ML_NATIVE_BIN) + "/marrowline-host") + joinOptions(arguments));
+}
+
 bool windowsBuildPresent() {
   std::string bin = ML_WIN64_BIN;
   return fileExists(bin + "/marrowline-host.exe") && fileExists(bin + "/Marrowline.8bf");
