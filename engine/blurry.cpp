@@ -2,7 +2,7 @@
 // back by the preview's reduction.
 #include <emmintrin.h>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"

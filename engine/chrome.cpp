@@ -2,7 +2,7 @@
 // one of six curves laid round a ring of 361 places, as a polished surface
 // reflects a bright band by its tilt. The ring is built once per tile; the
 // pixel loop only looks it up.
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"

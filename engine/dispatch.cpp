@@ -2,7 +2,7 @@
 // runs the edge field on the tile, and hands over to the current style.
 #include <cstring>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/render.h"
 #include "engine/styles.h"

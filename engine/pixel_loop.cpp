@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/render.h"
 #include "pi/plugin_interface.h"
 

@@ -2,7 +2,7 @@
 // strokes lie complete in the stroke plane, and this pass gives each core
 // pixel of the tile its colour through the shared loop. The tile serves
 // only as the source of the unfiltered pixels for glue.
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/render.h"
 #include "engine/styles.h"

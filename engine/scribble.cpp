@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "image/rect.h"

@@ -1,6 +1,6 @@
 #include "engine/source_row.h"
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/render.h"
 #include "pi/plugin_interface.h"
 

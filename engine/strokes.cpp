@@ -2,7 +2,7 @@
 // and the marching-squares cell that places one dot per contour segment.
 #include <emmintrin.h>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
 

@@ -1,6 +1,6 @@
 #include "engine/styles.h"
 
-#include "core/session.h"
+#include "session/session.h"
 #include "image/rect.h"
 #include "pi/plugin_interface.h"
 

@@ -4,7 +4,7 @@
 // ridges (antitangled) or combinations of the two, so the lines follow the
 // folds of the picture rather than its edges. The steps are single
 // precision where they are written so, and kept in that order.
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"

@@ -8,7 +8,7 @@
 
 #include <vector>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "image/rect.h"

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "export/jpeg/jpeg_codec.h"
+#include "jpeg/jpeg_codec.h"
 #include "image/pixel_map.h"
 #include "pi/plugin_interface.h"
 
@@ -17,7 +17,7 @@ PixelMap* thumbnail() {
   static PixelMap raster;
   static bool made = false;
   if (!made) {
-    pixelMapInit(&raster, nullptr, nullptr);
+    pixelMapReset(&raster, nullptr, nullptr);
     made = pixelMapCreate(&raster, 128, 128, PIXEL_RGBA8, 0);
   }
   return made ? &raster : nullptr;

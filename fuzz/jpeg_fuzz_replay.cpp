@@ -3,8 +3,8 @@
 // byte flips and changes, cuts, splices and marker-length damage.
 #include <cstring>
 
-#include "export/jpeg/jpeg_codec.h"
-#include "export/jpeg/metadata.h"
+#include "jpeg/jpeg_codec.h"
+#include "jpeg/metadata.h"
 #include "image/pixel_map.h"
 #include "replay_driver.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 FuzzBytes encodedSeed(int32_t width, int32_t height, int16_t quality, bool withMetadata) {
   PixelMap raster;
-  pixelMapInit(&raster, nullptr, nullptr);
+  pixelMapReset(&raster, nullptr, nullptr);
   if (!pixelMapCreate(&raster, width, height, PIXEL_RGBA8, 0)) return {};
   for (int32_t y = 0; y < height; ++y)
     for (int32_t x = 0; x < width; ++x) setBytes4(x, y, &raster, 0, x * 9, y * 5, (x ^ y) * 3, 255);

@@ -3,11 +3,8 @@
 
 #include <cstring>
 
-#include "core/session.h"
 #include "host/host_services.h"
 #include "image/sampling.h"
-
-static_assert(KERNEL_TABLE_WORDS == KERNEL_TABLE_SIZE, "the work area holds one whole kernel table");
 
 namespace {
 
@@ -91,15 +88,13 @@ int32_t pixelMapLevelChain(int32_t width, int32_t height, int32_t* widths, int32
 
 // --- life of a map -------------------------------------------------------------
 
-void pixelMapInit(PixelMap* map, FilterSession* session, const uint32_t* kernelTable) {
+void pixelMapReset(PixelMap* map, BufferProcs* bufferProcs, const uint32_t* kernelTable) {
   if (map == nullptr) return;
   std::memset(map, 0, sizeof(*map));
   clearLevels(map);
-  map->session = session;
   map->kernelTable = kernelTable;
   map->bufferId = 0;
-  map->bufferProcs = nullptr;
-  if (session != nullptr && session->filterRecord != nullptr) map->bufferProcs = session->filterRecord->bufferProcs;
+  map->bufferProcs = bufferProcs;
   map->levelPolicy = 0;
   map->levelState = 0;
 }

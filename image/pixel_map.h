@@ -55,7 +55,9 @@ struct PixelMap {
 using Rect16 = Rect;
 
 // --- life of a map ---------------------------------------------------------
-void pixelMapInit(PixelMap* map, FilterSession* session, const uint32_t* kernelTable);
+// An empty map whose blocks come from these buffer procedures (null: plain
+// platform memory). pixelMapInit (session.h) binds a map to a session.
+void pixelMapReset(PixelMap* map, BufferProcs* bufferProcs, const uint32_t* kernelTable);
 bool pixelMapCreate(PixelMap* map, int32_t width, int32_t height, int32_t format, int32_t levelPolicy);
 void pixelMapFree(PixelMap* map);
 void pixelMapRect(const PixelMap* map, int32_t level, Rect16* rect);

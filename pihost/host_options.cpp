@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/terminology.h"
 #include "pihost/host_profiles.h"
 #include "pihost/parameter_warnings.h"
+#include "session/terminology.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #define ML_FILENO(f) fileno(f)
 #endif
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/host_profiles.h"
 #include "pihost/host_session.h"

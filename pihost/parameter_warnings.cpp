@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "engine/render.h"
 
 namespace {

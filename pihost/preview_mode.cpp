@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "core/entry.h"
-#include "core/scripting.h"
-#include "core/session.h"
+#include "entry/entry.h"
+#include "entry/scripting.h"
+#include "session/session.h"
 #include "host/host_services.h"
 #include "pihost/host_session.h"
 

@@ -2,7 +2,7 @@
 // host plays the preview path as the dialog does, and keeps what
 // displayPixels received (always 8-bit) as the output picture.
 //
-// This part runs the plug-in's own code linked into the host (ml_plugin):
+// This part runs the plug-in's own code linked into the host (ml_entry):
 // after the Prepare selector it takes the place of Start, does Start's
 // set-up, plays the preview for the pane of the dialog's control table, and
 // ends the way Start ends, with no final run.
@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-#include "dialog/preview_geometry.h"
+#include "region/preview_geometry.h"
 #include "pi/plugin_interface.h"
 
 struct FilterSession;

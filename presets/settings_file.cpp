@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/session.h"
-#include "export/jpeg/jpeg_codec.h"
+#include "session/session.h"
+#include "jpeg/jpeg_codec.h"
 #include "numeric/portable_math.h"
 #include "platform/memory.h"
-#include "presets/files/file_io.h"
+#include "files/file_io.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <cstdint>
 
 #include "image/pixel_map.h"
-#include "presets/files/paths.h"
+#include "files/paths.h"
 
 struct FilterSession;
 

@@ -6,8 +6,8 @@
 // presetThumbnail at the grey ramp.
 #pragma once
 
-#include "core/parameters.h"
-#include "core/session.h"
+#include "session/parameters.h"
+#include "session/session.h"
 #include "pi/plugin_interface.h"
 
 struct SettingsWorkspace {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 
 namespace {
 

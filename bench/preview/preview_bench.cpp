@@ -4,8 +4,8 @@
 // part of every refresh.
 #include <benchmark/benchmark.h>
 
-#include "core/session.h"
-#include "dialog/preview_geometry.h"
+#include "session/session.h"
+#include "region/preview_geometry.h"
 #include "tests/region/region_harness.h"
 
 namespace {

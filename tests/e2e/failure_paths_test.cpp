@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/host_profiles.h"
 #include "pihost/host_session.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/image_files.h"
 #include "tests/e2e/host_runner.h"

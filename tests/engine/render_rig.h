@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/render.h"
 #include "glue/glue_modes.h"
 #include "pi/plugin_interface.h"

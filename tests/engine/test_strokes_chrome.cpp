@@ -6,7 +6,7 @@
 #include <cstring>
 #include <limits>
 
-#include "core/session.h"
+#include "session/session.h"
 #include "engine/styles.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <string>
 
-#include "core/session.h"
-#include "dialog/preview_geometry.h"
+#include "session/session.h"
+#include "region/preview_geometry.h"
 #include "tests/region/region_harness.h"
 
 namespace {

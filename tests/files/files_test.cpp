@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "presets/files/file_io.h"
-#include "presets/files/paths.h"
+#include "files/file_io.h"
+#include "files/paths.h"
 
 namespace {
 

@@ -12,7 +12,7 @@ namespace {
 
 struct MapGuard {
   PixelMap map;
-  MapGuard() { pixelMapInit(&map, nullptr, nullptr); }
+  MapGuard() { pixelMapReset(&map, nullptr, nullptr); }
   ~MapGuard() { pixelMapFree(&map); }
 };
 
@@ -121,7 +121,7 @@ TEST(PixelMapLife, BlocksComeFromTheHostSuiteWhenOffered) {
   BufferProcs procs{kCurrentBufferProcsVersion, kCurrentBufferProcsCount, fakeAllocate, fakeLock, fakeUnlock,
                     fakeFree, fakeSpace};
   PixelMap map;
-  pixelMapInit(&map, nullptr, nullptr);
+  pixelMapReset(&map, nullptr, nullptr);
   map.bufferProcs = &procs;
   ASSERT_TRUE(pixelMapCreate(&map, 10, 10, PIXEL_RGBA16, 0));
   EXPECT_NE(map.bufferId, 0);

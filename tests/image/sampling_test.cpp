@@ -33,7 +33,7 @@ const Table& table() {
 
 struct MapGuard {
   PixelMap map;
-  MapGuard() { pixelMapInit(&map, nullptr, table().words); }
+  MapGuard() { pixelMapReset(&map, nullptr, table().words); }
   ~MapGuard() { pixelMapFree(&map); }
 };
 

@@ -15,14 +15,14 @@
 
 #include <jpeglib.h>
 
-#include "export/jpeg/jpeg_codec.h"
-#include "export/jpeg/metadata.h"
-#include "core/session.h"
+#include "jpeg/jpeg_codec.h"
+#include "jpeg/metadata.h"
+#include "session/session.h"
 #include "image/pixel_map.h"
 #include "pi/plugin_interface.h"
 #include "platform/memory.h"
-#include "presets/files/file_io.h"
-#include "presets/files/paths.h"
+#include "files/file_io.h"
+#include "files/paths.h"
 
 namespace {
 

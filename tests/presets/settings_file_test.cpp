@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/session.h"
-#include "presets/files/file_io.h"
-#include "presets/files/paths.h"
+#include "session/session.h"
+#include "files/file_io.h"
+#include "files/paths.h"
 #include "tests/e2e/host_runner.h"
 #include "tests/presets/settings_fixture.h"
 

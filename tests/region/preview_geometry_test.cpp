@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include "core/session.h"
-#include "dialog/preview_geometry.h"
+#include "session/session.h"
+#include "region/preview_geometry.h"
 #include "pihost/preview_mode.h"
 #include "tests/region/region_harness.h"
 

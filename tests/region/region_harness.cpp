@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "core/entry.h"
-#include "core/session.h"
+#include "entry/entry.h"
+#include "session/session.h"
 #include "pihost/preview_mode.h"
 
 extern "C" void PluginMain(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result);

@@ -5,10 +5,10 @@
 
 #include <functional>
 
-#include "core/session.h"
-#include "dialog/preview_geometry.h"
+#include "session/session.h"
+#include "region/preview_geometry.h"
 #include "engine/source_row.h"
-#include "image/region.h"
+#include "region/region.h"
 #include "tests/region/region_harness.h"
 
 namespace {

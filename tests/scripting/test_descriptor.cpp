@@ -6,9 +6,9 @@
 #include <cstring>
 #include <vector>
 
-#include "core/scripting.h"
-#include "core/session.h"
-#include "core/terminology.h"
+#include "entry/scripting.h"
+#include "session/session.h"
+#include "session/terminology.h"
 #include "pi/plugin_interface.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "glue/glue_modes.h"
 
 namespace {

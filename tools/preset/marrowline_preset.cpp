@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "core/terminology.h"
+#include "session/terminology.h"
 #include "pihost/host_options.h"
 #include "pihost/host_services.h"
 #include "pihost/png_io.h"
