@@ -24,6 +24,9 @@
 #include "pihost/parameter_warnings.h"
 #include "pihost/png_io.h"
 #include "pihost/preview_mode.h"
+#include "pihost/export_mode.h"
+#include "export/psd_file.h"
+#include "files/file_io.h"
 #include "presets/settings_file.h"
 #include "presets/settings_workspace.h"
 
@@ -143,7 +146,8 @@ int runOnePicture(const HostOptions& options, const PreviewRequest& previewReque
     fail(error);
     return kExitFile;
   }
-  if (imageFileKindOf(outputPath) == ImageFileKind::Unknown) {
+  // The exports write files of their own kinds; every other output is a picture.
+  if (!options.exportPsd && !options.dotsPage && imageFileKindOf(outputPath) == ImageFileKind::Unknown) {
     fail("cannot write " + outputPath + ": unknown picture type (the name must end in .png, .jpg, .jpeg, .tif or .tiff)");
     return kExitUsage;
   }
@@ -161,6 +165,23 @@ int runOnePicture(const HostOptions& options, const PreviewRequest& previewReque
       fail(error);
       return kExitUsage;
     }
+  }
+
+  if (options.exportPsd || options.dotsPage) {
+    const ExportCommand command = options.exportPsd ? ExportCommand::Psd : ExportCommand::DotsPage;
+    const int16_t code = hostSessionRunExport(session.get(), command, outputPath);
+    hostSessionRelease(session.get());
+    if (code == 0) return kExitSuccess;
+    if (code == FILE_OPEN_FAILED || code == FILE_WRITE_FAILED) {
+      fail("cannot write " + outputPath);
+      return kExitFile;
+    }
+    if (code == PSD_NO_IMAGE) {
+      fail("no memory for the export's picture of the whole filter rectangle");
+      return kExitPluginError;
+    }
+    fail("the export failed with result " + std::to_string(code) + " (" + resultCodeMeaning(code) + ")");
+    return kExitPluginError;
   }
 
   if (!options.preview.empty()) {
@@ -258,7 +279,10 @@ int runBatch(const HostOptions& options, const PreviewRequest& previewRequest) {
   size_t failed = 0;
   for (size_t i = 0; i < total; ++i) {
     const std::string& input = options.inputPaths[i];
-    const std::string output = (fs::path(options.outputDir) / fs::path(input).filename()).string();
+    fs::path name = fs::path(input).filename();
+    if (options.exportPsd) name.replace_extension(".psd");  // the exports write files of their own kinds
+    if (options.dotsPage) name.replace_extension(".html");
+    const std::string output = (fs::path(options.outputDir) / name).string();
     const std::string counter = "[" + std::to_string(i + 1) + "/" + std::to_string(total) + "] ";
     int status = kExitSuccess;
     if (fs::exists(output, fileError) && fs::equivalent(input, output, fileError)) {
