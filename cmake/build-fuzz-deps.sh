@@ -46,36 +46,14 @@ for d in "$jpeg_src" "$png_src" "$tiff_src"; do
 done
 mkdir -p "$prefix/include" "$prefix/lib"
 
+# The same compiler and flags for each; libtiff also reads old-style JPEG.
+tools=(-DCMAKE_C_COMPILER=clang -DCMAKE_BUILD_TYPE=None -DCMAKE_C_FLAGS="$cflags")
 echo "== fuzz deps: libjpeg-turbo" >&2
-jb="$work/libjpeg-turbo-build"
-rm -rf "$jb"
-CC=clang cmake -S "$jpeg_src" -B "$jb" -DCMAKE_BUILD_TYPE=None -DCMAKE_C_FLAGS="$cflags" \
-  -DENABLE_SHARED=OFF -DENABLE_STATIC=ON -DWITH_SIMD=OFF -DWITH_TURBOJPEG=OFF \
-  -DWITH_JAVA=OFF -DWITH_FUZZ=OFF >/dev/null
-cmake --build "$jb" -j"$jobs" --target jpeg-static >/dev/null
-cp "$jb/libjpeg.a" "$prefix/lib/"
-cp "$jpeg_src/jpeglib.h" "$jpeg_src/jmorecfg.h" "$jpeg_src/jerror.h" "$jb/jconfig.h" "$prefix/include/"
-
+ml_build_libjpeg "$jpeg_src" "${tools[@]}"
 echo "== fuzz deps: libpng" >&2
-pb="$work/libpng-build"
-rm -rf "$pb"
-CC=clang cmake -S "$png_src" -B "$pb" -DCMAKE_BUILD_TYPE=None -DCMAKE_C_FLAGS="$cflags" \
-  -DPNG_SHARED=OFF -DPNG_STATIC=ON -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF -DPNG_HARDWARE_OPTIMIZATIONS=OFF >/dev/null
-cmake --build "$pb" -j"$jobs" --target png_static >/dev/null
-cp "$pb/libpng16.a" "$prefix/lib/"
-cp "$png_src/png.h" "$png_src/pngconf.h" "$pb/pnglibconf.h" "$prefix/include/"
-
+ml_build_libpng "$png_src" "${tools[@]}" -DPNG_HARDWARE_OPTIMIZATIONS=OFF
 echo "== fuzz deps: libtiff" >&2
-tb="$work/tiff-build"
-rm -rf "$tb"
-CC=clang cmake -S "$tiff_src" -B "$tb" -DCMAKE_BUILD_TYPE=None -DCMAKE_C_FLAGS="$cflags" \
-  -DBUILD_SHARED_LIBS=OFF -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF -Dcxx=OFF \
-  -Djpeg=ON -DJPEG_INCLUDE_DIR="$prefix/include" -DJPEG_LIBRARY="$prefix/lib/libjpeg.a" -Dold-jpeg=ON \
-  -Dzlib=ON -Dlibdeflate=OFF -Djbig=OFF -Dlerc=OFF -Dlzma=OFF -Dzstd=OFF -Dwebp=OFF >/dev/null
-cmake --build "$tb" -j"$jobs" --target tiff >/dev/null
-cp "$tb/libtiff/libtiff.a" "$prefix/lib/"
-cp "$tiff_src/libtiff/tiff.h" "$tiff_src/libtiff/tiffio.h" "$tiff_src/libtiff/tiffvers.h" "$tb/libtiff/tiffconf.h" \
-  "$prefix/include/"
+ml_build_libtiff "$tiff_src" "${tools[@]}" -Dold-jpeg=ON
 
 echo "$want_stamp" > "$stamp"
 complete || { echo "fuzz deps: install incomplete in $prefix" >&2; exit 1; }

@@ -112,44 +112,18 @@ cp "$zlib_src/zlib.h" "$zlib_src/zconf.h" "$prefix/include/"
 
 # --- libpng -------------------------------------------------------------------
 echo "== windeps: libpng" >&2
-pb="$work/libpng-build"
-rm -rf "$pb"
-cmake -S "$png_src" -B "$pb" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
-  -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS="$cflags" -DCMAKE_INSTALL_PREFIX="$prefix" \
-  -DPNG_SHARED=OFF -DPNG_STATIC=ON -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF \
-  -DPNG_FRAMEWORK=OFF -DZLIB_INCLUDE_DIR="$prefix/include" \
-  -DZLIB_LIBRARY="$prefix/lib/libz.a" >/dev/null
-cmake --build "$pb" -j"$jobs" --target png_static >/dev/null
-cp "$pb/libpng16.a" "$prefix/lib/"
-cp "$png_src/png.h" "$png_src/pngconf.h" "$pb/pnglibconf.h" "$prefix/include/"
+tools=(-DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS="$cflags"
+       -DCMAKE_INSTALL_PREFIX="$prefix")
+ml_build_libpng "$png_src" "${tools[@]}" -DZLIB_INCLUDE_DIR="$prefix/include" -DZLIB_LIBRARY="$prefix/lib/libz.a"
 
 # --- libjpeg-turbo, libjpeg v6b interface -------------------------------------
 echo "== windeps: libjpeg-turbo" >&2
-jb="$work/libjpeg-turbo-build"
-rm -rf "$jb"
-cmake -S "$jpeg_src" -B "$jb" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
-  -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS="$cflags" -DCMAKE_INSTALL_PREFIX="$prefix" \
-  -DENABLE_SHARED=OFF -DENABLE_STATIC=ON -DWITH_SIMD=OFF -DWITH_TURBOJPEG=OFF \
-  -DWITH_JAVA=OFF -DWITH_FUZZ=OFF >/dev/null
-cmake --build "$jb" -j"$jobs" --target jpeg-static >/dev/null
-cp "$jb/libjpeg.a" "$prefix/lib/"
-cp "$jpeg_src/jpeglib.h" "$jpeg_src/jmorecfg.h" "$jpeg_src/jerror.h" "$jb/jconfig.h" "$prefix/include/"
+ml_build_libjpeg "$jpeg_src" "${tools[@]}"
 
 # --- libtiff: the library only, with the codecs the two above provide --------
 echo "== windeps: libtiff" >&2
-tb="$work/tiff-build"
-rm -rf "$tb"
-cmake -S "$tiff_src" -B "$tb" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
-  -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS="$cflags" -DCMAKE_INSTALL_PREFIX="$prefix" \
-  -DBUILD_SHARED_LIBS=OFF -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF \
-  -Dcxx=OFF -Dzlib=ON -Djpeg=ON -Dold-jpeg=OFF -Djpeg12=OFF -Dpixarlog=OFF -Dlzma=OFF -Dzstd=OFF \
-  -Dwebp=OFF -Djbig=OFF -Dlerc=OFF -Dlibdeflate=OFF \
-  -DZLIB_INCLUDE_DIR="$prefix/include" -DZLIB_LIBRARY="$prefix/lib/libz.a" \
-  -DJPEG_INCLUDE_DIR="$prefix/include" -DJPEG_LIBRARY="$prefix/lib/libjpeg.a" >/dev/null
-cmake --build "$tb" -j"$jobs" --target tiff >/dev/null
-cp "$tb/libtiff/libtiff.a" "$prefix/lib/"
-cp "$tiff_src/libtiff/tiff.h" "$tiff_src/libtiff/tiffio.h" "$tiff_src/libtiff/tiffvers.h" \
-  "$tb/libtiff/tiffconf.h" "$prefix/include/"
+ml_build_libtiff "$tiff_src" "${tools[@]}" -Dold-jpeg=OFF \
+  -DZLIB_INCLUDE_DIR="$prefix/include" -DZLIB_LIBRARY="$prefix/lib/libz.a"
 
 echo "$want_stamp" > "$stamp"
 complete || { echo "windeps: install incomplete in $prefix" >&2; exit 1; }

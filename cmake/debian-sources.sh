@@ -15,6 +15,15 @@
 #                             PREFIX and sets prefix (absolute), work
 #                             (PREFIX/../SRCNAME, sources and build trees)
 #                             and jobs (at most 2)
+#   ml_build_libjpeg SRC CMAKE_ARGS...
+#   ml_build_libpng SRC CMAKE_ARGS...
+#   ml_build_libtiff SRC CMAKE_ARGS...
+#                             one static library from its source tree into
+#                             $prefix/lib and its headers into
+#                             $prefix/include, built in $work/NAME-build;
+#                             CMAKE_ARGS say the compiler and flags (and for
+#                             libtiff where zlib comes from); libtiff takes
+#                             libjpeg from $prefix
 #
 # Needs root (or sudo) only to write the entry. ML_APT_ETC and ML_RELEASE
 # stand in for /etc/apt and the release's code name in tests.
@@ -122,3 +131,42 @@ ml_deps_setup() {
   [ "$jobs" -gt 2 ] && jobs=2
   return 0
 }
+
+# libjpeg-turbo with its libjpeg v6b interface, without SIMD (no nasm).
+ml_build_libjpeg() {
+  local src=$1 build=$work/libjpeg-turbo-build
+  shift
+  rm -rf "$build"
+  cmake -S "$src" -B "$build" "$@" -DENABLE_SHARED=OFF -DENABLE_STATIC=ON -DWITH_SIMD=OFF \
+    -DWITH_TURBOJPEG=OFF -DWITH_JAVA=OFF -DWITH_FUZZ=OFF >/dev/null
+  cmake --build "$build" -j"$jobs" --target jpeg-static >/dev/null
+  cp "$build/libjpeg.a" "$prefix/lib/"
+  cp "$src/jpeglib.h" "$src/jmorecfg.h" "$src/jerror.h" "$build/jconfig.h" "$prefix/include/"
+}
+
+ml_build_libpng() {
+  local src=$1 build=$work/libpng-build
+  shift
+  rm -rf "$build"
+  cmake -S "$src" -B "$build" "$@" -DPNG_SHARED=OFF -DPNG_STATIC=ON -DPNG_TESTS=OFF \
+    -DPNG_EXECUTABLES=OFF -DPNG_FRAMEWORK=OFF >/dev/null
+  cmake --build "$build" -j"$jobs" --target png_static >/dev/null
+  cp "$build/libpng16.a" "$prefix/lib/"
+  cp "$src/png.h" "$src/pngconf.h" "$build/pnglibconf.h" "$prefix/include/"
+}
+
+# libtiff, the library only, with deflate and JPEG compression.
+ml_build_libtiff() {
+  local src=$1 build=$work/tiff-build
+  shift
+  rm -rf "$build"
+  cmake -S "$src" -B "$build" "$@" -DBUILD_SHARED_LIBS=OFF -Dtiff-tools=OFF -Dtiff-tests=OFF \
+    -Dtiff-contrib=OFF -Dtiff-docs=OFF -Dcxx=OFF -Dzlib=ON -Djpeg=ON -Djpeg12=OFF -Dpixarlog=OFF \
+    -Dlzma=OFF -Dzstd=OFF -Dwebp=OFF -Djbig=OFF -Dlerc=OFF -Dlibdeflate=OFF \
+    -DJPEG_INCLUDE_DIR="$prefix/include" -DJPEG_LIBRARY="$prefix/lib/libjpeg.a" >/dev/null
+  cmake --build "$build" -j"$jobs" --target tiff >/dev/null
+  cp "$build/libtiff/libtiff.a" "$prefix/lib/"
+  cp "$src/libtiff/tiff.h" "$src/libtiff/tiffio.h" "$src/libtiff/tiffvers.h" "$build/libtiff/tiffconf.h" \
+    "$prefix/include/"
+}
+

@@ -1,6 +1,7 @@
 #include "pihost/host_session.h"
 
 #include <cstring>
+#include <initializer_list>
 #include <utility>
 #include <vector>
 
@@ -361,14 +362,14 @@ int64_t hostSessionLeakedBlocks(const HostSession& s) {
 
 void hostSessionRelease(HostSession* s) {
   // A host keeps a filter's session word and parameter handle for its next
-  // use for as long as it runs. Without handle procedures they are the
-  // plug-in's own memory, which only the plug-in could free; kept here they
-  // stay reachable until the process ends instead of counting as lost.
+  // use for as long as it runs. When they are not handles of ours (no handle
+  // procedures, or a suite the plug-in would not use) they are the plug-in's
+  // own memory, which only the plug-in could free; kept here they stay
+  // reachable until the process ends instead of counting as lost.
   static auto* keptForNextUse = new std::vector<intptr_t>();
-  if (!s->options.handleProcs) {
-    keptForNextUse->push_back(s->data);
-    keptForNextUse->push_back(reinterpret_cast<intptr_t>(s->record.parameters));
-  }
+  for (const intptr_t word : {s->data, reinterpret_cast<intptr_t>(s->record.parameters)})
+    if (word != 0 && s->services.liveHandles.count(reinterpret_cast<void*>(word)) == 0)
+      keptForNextUse->push_back(word);
   hostServicesRelease(&s->services);
   s->record.descriptorParameters = nullptr;
   s->descriptorParameters.descriptor = nullptr;
