@@ -15,6 +15,7 @@
 #include "platform/files.h"
 
 struct MetadataBlock;
+struct FilterSession;
 
 constexpr int32_t JPEG_MIN_SIDE = 16;          // smaller regions repeat their last pixels
 constexpr int32_t JPEG_STAGING_BYTES = 4096;   // the library's output buffer
@@ -69,6 +70,12 @@ int16_t decodeJpeg(PixelMap* raster, const Rect16* rect, const uint8_t* data, si
 // pixels or buffer procedures, else the code of the write.
 int16_t writeJpegBlock(const PixelMap* raster, FileHandle file, bool withHeader, int16_t quality, int32_t iccSize,
                        const uint8_t* iccData, MetadataBlock* iptc, MetadataBlock* exif);
+
+// The host's colour profile while a file is written: the locked bytes and
+// their count when the host has a profile and says it may be used, else null
+// and 0. Every non-null result is given back with unlockHostProfile.
+const uint8_t* lockHostProfile(const FilterSession* session, int32_t* size);
+void unlockHostProfile(const FilterSession* session);
 
 // A whole JPEG file at quality 80 with EXIF, IPTC (no keywords) and the
 // host's colour profile when it offers one. With closeIt the file is ended at

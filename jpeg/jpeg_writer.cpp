@@ -74,18 +74,26 @@ int16_t writeJpegBlock(const PixelMap* raster, FileHandle file, bool withHeader,
   return code;
 }
 
+const uint8_t* lockHostProfile(const FilterSession* session, int32_t* size) {
+  *size = 0;
+  const FilterRecord* record = session != nullptr ? session->filterRecord : nullptr;
+  if (record == nullptr || record->canUseICCProfiles == 0 || record->iCCprofileSize <= 0 ||
+      record->iCCprofileData == nullptr || !handleProcsUsable(record->handleProcs))
+    return nullptr;
+  auto* data = static_cast<const uint8_t*>(lockHandle(record->handleProcs, record->iCCprofileData, false));
+  if (data != nullptr) *size = record->iCCprofileSize;
+  return data;
+}
+
+void unlockHostProfile(const FilterSession* session) {
+  const FilterRecord* record = session->filterRecord;
+  unlockHandle(record->handleProcs, record->iCCprofileData);
+}
+
 int16_t writeJpegFile(const PixelMap* raster, FileHandle file, bool closeIt) {
-  // The host's colour profile, when it has one and says it may be used.
+  const FilterSession* session = raster != nullptr ? raster->session : nullptr;
   int32_t iccSize = 0;
-  const uint8_t* iccData = nullptr;
-  FilterRecord* record = nullptr;
-  if (raster != nullptr && raster->session != nullptr) record = raster->session->filterRecord;
-  const bool withProfile = record != nullptr && record->canUseICCProfiles != 0 && record->iCCprofileSize > 0 &&
-                           record->iCCprofileData != nullptr && handleProcsUsable(record->handleProcs);
-  if (withProfile) {
-    iccData = static_cast<const uint8_t*>(lockHandle(record->handleProcs, record->iCCprofileData, false));
-    if (iccData != nullptr) iccSize = record->iCCprofileSize;
-  }
+  const uint8_t* iccData = lockHostProfile(session, &iccSize);
 
   MetadataBlock exif;
   MetadataBlock iptc;
@@ -94,7 +102,7 @@ int16_t writeJpegFile(const PixelMap* raster, FileHandle file, bool closeIt) {
   int16_t code = writeJpegBlock(raster, file, false, JPEG_FILE_QUALITY, iccSize, iccData, &iptc, &exif);
   freeMetadata(&exif);
   freeMetadata(&iptc);
-  if (withProfile) unlockHandle(record->handleProcs, record->iCCprofileData);
+  if (iccData != nullptr) unlockHostProfile(session);
 
   if (closeIt) {
     truncateFile(file);

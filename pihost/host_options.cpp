@@ -142,6 +142,8 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
     else if (name == "no-display-pixels") flag = &options->displayPixels;
     else if (name == "no-advance-state") flag = &options->advanceState;
     else if (name == "no-sampling") flag = &options->sampling;
+    else if (name == "export-psd") flag = &options->exportPsd, flagValue = true;
+    else if (name == "dots-page") flag = &options->dotsPage, flagValue = true;
     if (flag) {
       if (haveValue) {
         *error = "--" + name + " takes no value";
@@ -242,6 +244,10 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
   }
   options->inputPath = positional[0];
   options->outputPath = positional[1];
+  if (int(options->exportPsd) + int(options->dotsPage) + int(!options->preview.empty()) > 1) {
+    *error = "--export-psd, --dots-page and --preview each replace the run: give one of them";
+    return ParseOutcome::Error;
+  }
 
   // The descriptor goes out in the order of the key table.
   std::vector<DescriptorItem> ordered;
@@ -282,6 +288,12 @@ const char* hostUsageText() {
          "  --record FILE           write the descriptor the plug-in returns: KEY TYPE VALUE\n"
          "  --progress-log FILE     one line DONE TOTAL per progress report\n"
          "  --cancel-after N        the host's abort check answers yes from its (N+1)-th call\n"
+         "\n"
+         "Exports of the dialog (OUTPUT is then the file they make):\n"
+         "  --export-psd            a layered PSD of the filter rectangle: the result with its\n"
+         "                          transparency, merged over a grey checkerboard\n"
+         "  --dots-page             an HTML page of the memory dots stored in the temporary\n"
+         "                          folder, each rendered from INPUT; pictures in web_images/\n"
          "\n"
          "Host capabilities (all offered by default):\n"
          "  --no-buffer-procs  --no-handle-procs  --no-descriptors  --no-display-pixels\n"

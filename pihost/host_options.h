@@ -45,6 +45,10 @@ struct HostOptions {
   std::string preview;          // --preview fit|SCALE[,PANX,PANY]
   std::string presetPath;       // --preset FILE
 
+  // The dialog's exports: OUTPUT is then a PSD file or an HTML page.
+  bool exportPsd = false;       // --export-psd
+  bool dotsPage = false;        // --dots-page
+
   // The descriptor played back to the plug-in, in the order of the key
   // table (not the order on the command line).
   std::vector<DescriptorItem> descriptorItems;

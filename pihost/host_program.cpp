@@ -20,6 +20,9 @@
 #include "pihost/plugin_module.h"
 #include "pihost/png_io.h"
 #include "pihost/preview_mode.h"
+#include "pihost/export_mode.h"
+#include "export/psd_file.h"
+#include "files/file_io.h"
 #include "presets/settings_file.h"
 #include "presets/settings_workspace.h"
 
@@ -167,6 +170,23 @@ int runHostProgram(int argc, const char* const* argv) {
     hostSessionRelease(session.get());
     fail(error);
     return kExitUsage;
+  }
+
+  if (options.exportPsd || options.dotsPage) {
+    const ExportCommand command = options.exportPsd ? ExportCommand::Psd : ExportCommand::DotsPage;
+    const int16_t code = hostSessionRunExport(session.get(), command, options.outputPath);
+    hostSessionRelease(session.get());
+    if (code == 0) return kExitSuccess;
+    if (code == FILE_OPEN_FAILED || code == FILE_WRITE_FAILED) {
+      fail("cannot write " + options.outputPath);
+      return kExitFile;
+    }
+    if (code == PSD_NO_IMAGE) {
+      fail("no memory for the export's picture of the whole filter rectangle");
+      return kExitPluginError;
+    }
+    fail("the export failed with result " + std::to_string(code) + " (" + resultCodeMeaning(code) + ")");
+    return kExitPluginError;
   }
 
   if (!options.preview.empty()) {

@@ -4,6 +4,7 @@
 //   marrowline-preset show FILE
 //   marrowline-preset write FILE [--edge-style NAME|N ... --flip 0|1] [--edge-spare N] [--thumbnail IMAGE.png]
 //   marrowline-preset thumbnail FILE OUT.png
+//   marrowline-preset page FOLDER OUT.html [--bold]
 //
 // The program is a small host of its own: it serves the buffer suite of the
 // substitute host, so the files it writes carry thumbnails as the filter's do.
@@ -19,6 +20,7 @@
 #include "pihost/png_io.h"
 #include "presets/settings_file.h"
 #include "presets/settings_workspace.h"
+#include "export/html_pages.h"
 
 namespace {
 
@@ -31,12 +33,16 @@ const char* const USAGE =
     "usage: marrowline-preset show FILE\n"
     "       marrowline-preset write FILE [PARAMETERS] [--edge-spare N] [--thumbnail IMAGE.png]\n"
     "       marrowline-preset thumbnail FILE OUT.png\n"
+    "       marrowline-preset page FOLDER OUT.html [--bold]\n"
     "\n"
     "show       prints the twelve parameters of a settings file (.q4t, .q5q, .q9q), its\n"
     "           format version and the size of its thumbnail\n"
     "write      writes a settings file of today's format; parameters not given take their\n"
     "           defaults, and without --thumbnail the file holds no thumbnail\n"
     "thumbnail  writes the file's thumbnail as a 128 x 128 PNG\n"
+    "page       writes an HTML page of the thumbnails of every settings file in FOLDER,\n"
+    "           five to a row, with their pictures in web_images/ beside OUT.html;\n"
+    "           --bold sets the captions in bold\n"
     "\n"
     "PARAMETERS are those of marrowline-host:\n"
     "  --edge-style NAME|N     --smoothing N          --tweaker N\n"
@@ -274,6 +280,15 @@ int writeThumbnail(Tool* tool, const std::string& path, const std::string& outPa
   return EXIT_OK;
 }
 
+// The presets page as the dialog's command makes it, without its dialogs.
+int writePage(Tool* tool, const std::string& folder, const std::string& outPath, bool bold) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) return fail(EXIT_FILE, "cannot list " + folder);
+  const int16_t code = writePresetsPage(&tool->workspace.session, folder.c_str(), outPath.c_str(), bold);
+  if (code != 0) return fail(EXIT_FILE, "cannot write " + outPath);
+  return EXIT_OK;
+}
+
 int runTool(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) return fail(EXIT_USAGE, "no command (try --help)");
@@ -283,10 +298,12 @@ int runTool(int argc, char** argv) {
     return EXIT_OK;
   }
   args.erase(args.begin());
-  const bool known = command == "show" || command == "write" || command == "thumbnail";
+  const bool known = command == "show" || command == "write" || command == "thumbnail" || command == "page";
   if (!known) return fail(EXIT_USAGE, "unknown command \"" + command + "\" (try --help)");
   if (command == "show" && args.size() != 1) return fail(EXIT_USAGE, "show takes one FILE");
   if (command == "thumbnail" && args.size() != 2) return fail(EXIT_USAGE, "thumbnail takes FILE and OUT.png");
+  const bool bold = command == "page" && args.size() == 3 && args[2] == "--bold";
+  if (command == "page" && args.size() != 2 && !bold) return fail(EXIT_USAGE, "page takes FOLDER, OUT.html and --bold");
 
   static Tool tool;  // one per run; its services are the process's active suite
   if (!openTool(&tool)) {
@@ -296,6 +313,7 @@ int runTool(int argc, char** argv) {
   int status = EXIT_OK;
   if (command == "show") status = showFile(&tool, args[0]);
   else if (command == "write") status = writeFile(&tool, args);
+  else if (command == "page") status = writePage(&tool, args[0], args[1], bold);
   else status = writeThumbnail(&tool, args[0], args[1]);
   closeTool(&tool);
   return status;
