@@ -8,6 +8,8 @@
 #include "dialog/preview_pane.h"
 #include "dialog/randomize.h"
 #include "dialog/undo.h"
+#include "export/html_pages.h"
+#include "export/psd_file.h"
 #include "files/paths.h"
 #include "glue/glue_modes.h"
 #include "pi/plugin_interface.h"
@@ -30,6 +32,12 @@ const char* const SOURCE_NAMES[] = {"greyscale", "red", "green", "blue"};
 
 constexpr const char* PRESET_FILTER = "Marrowline presets (*.q4t)";
 constexpr const char* PRESET_PATTERN = "*.q4t";
+constexpr const char* PSD_FILTER = "Photoshop files (*.psd)";
+constexpr const char* PSD_PATTERN = "*.psd";
+constexpr const char* PSD_PROPOSED_NAME = "Marrowline result.psd";
+constexpr const char* PAGE_FILTER = "HTML pages (*.html)";
+constexpr const char* PAGE_PATTERN = "*.html";
+constexpr const char* DOTS_PAGE_NAME = "Marrowline memory dots.html";
 
 EdgeParameters* paramsOf(DialogState& d) { return sessionParameters(d.session); }
 
@@ -119,21 +127,73 @@ bool runFileDialog(DialogState& d, const FileDialogRequest& request, char* path)
   return chosen;
 }
 
+// A name in the folder last used for its kind of file, when there is one.
+void proposedPath(const char* folder, const char* name, char* path) {
+  PathSpec joined;
+  if (folder[0] != '\0' && joinPath(&joined, folder, name) == 0) {
+    copyPathText(path, joined.text);
+  } else {
+    copyPathText(path, name);
+  }
+}
+
+void rememberFolder(char* field, const char* path) {
+  PathSpec folder;
+  if (folderOf(&folder, path) == 0) copyPathText(field, folder.text);
+}
+
 // The chosen file's name becomes the settings name; its folder is where
 // the next dialog opens.
 void rememberSettingsPath(EdgeParameters* p, const char* path) {
-  PathSpec part;
-  if (fileNameOf(&part, path) == 0) copyPathText(p->settingsName, part.text);
-  if (folderOf(&part, path) == 0) copyPathText(p->lastSettingsFolder, part.text);
+  PathSpec name;
+  if (fileNameOf(&name, path) == 0) copyPathText(p->settingsName, name.text);
+  rememberFolder(p->lastSettingsFolder, path);
 }
 
-void proposedPath(const EdgeParameters* p, char* path) {
-  PathSpec joined;
-  if (p->lastSettingsFolder[0] != '\0' && joinPath(&joined, p->lastSettingsFolder, p->settingsName) == 0) {
-    copyPathText(path, joined.text);
-  } else {
-    copyPathText(path, p->settingsName);
+// The save dialog of an export; true with the path when confirmed.
+bool askExportPath(DialogState& d, const char* title, const char* filter, const char* pattern, const char* extension,
+                   const char* name, char* path) {
+  EdgeParameters* p = paramsOf(d);
+  proposedPath(p->lastExportFolder, name, path);
+  FileDialogRequest request{FILE_DIALOG_SAVE, title, filter, pattern, extension};
+  if (!runFileDialog(d, request, path)) return false;
+  rememberFolder(p->lastExportFolder, path);
+  return true;
+}
+
+void exportPsdCommand(DialogState& d) {
+  char path[PATH_TEXT_BYTES];
+  if (askExportPath(d, "Save a PSD file", PSD_FILTER, PSD_PATTERN, "psd", PSD_PROPOSED_NAME, path)) {
+    setCursorByState(d, CURSOR_WAIT);
+    renderPsd(d.session, path);
+    setCursorByState(d, CURSOR_ARROW);
   }
+}
+
+void presetsPageCommand(DialogState& d) {
+  EdgeParameters* p = paramsOf(d);
+  char source[PATH_TEXT_BYTES];
+  proposedPath(p->lastPresetFolder, "", source);
+  FileDialogRequest request{FILE_DIALOG_OPEN, "Choose any file in the source folder", PRESET_FILTER, PRESET_PATTERN,
+                            "q4t"};
+  if (!runFileDialog(d, request, source)) return;
+  rememberFolder(p->lastPresetFolder, source);
+  char path[PATH_TEXT_BYTES];
+  if (!askExportPath(d, "Save an HTML page", PAGE_FILTER, PAGE_PATTERN, "html", PRESETS_PAGE_NAME, path)) return;
+  setCursorByState(d, CURSOR_WAIT);
+  writePresetsPage(d.session, p->lastPresetFolder, path, false);
+  openInBrowser(path);
+  setCursorByState(d, CURSOR_ARROW);
+}
+
+void dotsPageCommand(DialogState& d) {
+  char path[PATH_TEXT_BYTES];
+  if (!askExportPath(d, "Save an HTML page", PAGE_FILTER, PAGE_PATTERN, "html", DOTS_PAGE_NAME, path)) return;
+  bool filled[DOT_COUNT];
+  filledDotsOfDialog(d.session->work, filled);
+  setCursorByState(d, CURSOR_WAIT);
+  if (writeDotsPage(d.session, path, filled) == 0) openInBrowser(path);
+  setCursorByState(d, CURSOR_ARROW);
 }
 
 void saveSettingsCommand(DialogState& d) {
@@ -144,7 +204,7 @@ void saveSettingsCommand(DialogState& d) {
   if (std::strlen(p->settingsName) + std::strlen(SETTINGS_EXTENSION) < PATH_TEXT_BYTES)
     std::strcat(p->settingsName, SETTINGS_EXTENSION);
   char path[PATH_TEXT_BYTES];
-  proposedPath(p, path);
+  proposedPath(p->lastSettingsFolder, p->settingsName, path);
   FileDialogRequest request{FILE_DIALOG_SAVE, "Save a settings file", PRESET_FILTER, PRESET_PATTERN, "q4t"};
   if (runFileDialog(d, request, path)) {
     writeSettingsFile(d.session, path);
@@ -156,7 +216,7 @@ void saveSettingsCommand(DialogState& d) {
 void loadSettingsCommand(DialogState& d) {
   EdgeParameters* p = paramsOf(d);
   char path[PATH_TEXT_BYTES];
-  proposedPath(p, path);
+  proposedPath(p->lastSettingsFolder, p->settingsName, path);
   FileDialogRequest request{FILE_DIALOG_OPEN, "Open a settings file", PRESET_FILTER, PRESET_PATTERN, "q4t"};
   if (!runFileDialog(d, request, path)) return;
   setDefaultParameters(p);
@@ -183,8 +243,10 @@ void dotAndFileCommands(DialogState& d, int32_t id) {
       repaintName(d);
     }
     repaintDots(d);
+    if (outcome.wantsHtmlPage) dotsPageCommand(d);
   }
-  // The PSD export and the presets page come with their own windows.
+  if (id == ID_EXPORT_PSD) exportPsdCommand(d);
+  if (id == ID_PRESETS_PAGE) presetsPageCommand(d);
 }
 
 void boxCommands(DialogState& d, int32_t id) {

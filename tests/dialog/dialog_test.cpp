@@ -403,6 +403,34 @@ TEST(MainDialog, SaveThenLoadGivesBackTheParametersAndFileDialogsDoNotStack) {
   std::remove(path.c_str());
 }
 
+TEST(MainDialog, ExportPsdWritesTheChosenFileAndLeavesTheDialogAsItWas) {
+  DialogHost host(120, 90);
+  const std::string path = ::testing::TempDir() + "dialog_export.psd";
+  std::remove(path.c_str());
+  host.run([&](WindowHandle w) {
+    std::string proposed;
+    headlessSetFileAnswer([&](const FileDialogRequest& request, std::string* chosen) {
+      EXPECT_STREQ(request.title, "Save a PSD file");
+      proposed = *chosen;
+      *chosen = path;
+      return true;
+    });
+    headlessClick(w, ID_EXPORT_PSD);
+    EXPECT_EQ(proposed, "Marrowline result.psd");
+    EXPECT_EQ(host.params()->renderTarget, 1);
+    EXPECT_EQ(headlessText(w, ID_ZOOM_ACTUAL), "100%");
+    headlessClick(w, ID_OK);
+  });
+  char signature[5] = {};
+  if (FILE* file = std::fopen(path.c_str(), "rb")) {
+    EXPECT_EQ(std::fread(signature, 1, 4, file), 4u);
+    std::fclose(file);
+  }
+  EXPECT_STREQ(signature, "8BPS");
+  EXPECT_STREQ(host.params()->lastExportFolder, ::testing::TempDir().c_str());
+  std::remove(path.c_str());
+}
+
 TEST(NumberText, ReadsTheLeadingDecimalNumber) {
   EXPECT_EQ(parseNumberText("1e2"), 100);
   EXPECT_EQ(parseNumberText("-3.5abc"), -3.5);
