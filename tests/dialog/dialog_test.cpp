@@ -61,6 +61,21 @@ int32_t countDrawn(DrawKind kind) {
   return n;
 }
 
+// The eleven parameters the dialog shows.
+void expectSameParameters(const EdgeParameters& p, const EdgeParameters& q) {
+  EXPECT_EQ(p.edgeStyle, q.edgeStyle);
+  EXPECT_EQ(p.smoothing, q.smoothing);
+  EXPECT_EQ(p.tweaker, q.tweaker);
+  EXPECT_EQ(p.edgeExtent, q.edgeExtent);
+  EXPECT_EQ(p.source, q.source);
+  EXPECT_EQ(p.colorize, q.colorize);
+  EXPECT_EQ(p.chromeStyle, q.chromeStyle);
+  EXPECT_EQ(p.angle, q.angle);
+  EXPECT_EQ(p.removeNoise, q.removeNoise);
+  EXPECT_EQ(p.glue, q.glue);
+  EXPECT_EQ(p.flip, q.flip);
+}
+
 TEST(MainDialog, StartUpFillsLaysOutAndRendersTheFirstPreview) {
   DialogHost host;
   host.run([&](WindowHandle w) {
@@ -117,12 +132,7 @@ TEST(MainDialog, CancelRestoresParametersAndNameOkKeepsChanges) {
     if (endId == ID_CANCEL) {
       EXPECT_EQ(host.h.result, RESULT_USER_CANCELED);
       EXPECT_EQ(host.h.session->dialogOutcome, 2);
-      EXPECT_EQ(p.edgeStyle, before.edgeStyle);
-      EXPECT_EQ(p.source, before.source);
-      EXPECT_EQ(p.flip, before.flip);
-      EXPECT_EQ(p.colorize, before.colorize);
-      EXPECT_EQ(p.tweaker, before.tweaker);
-      EXPECT_EQ(p.glue, before.glue);
+      expectSameParameters(p, before);
       EXPECT_STREQ(p.settingsName, before.settingsName);
     } else {
       EXPECT_EQ(host.h.result, 0);
@@ -388,17 +398,7 @@ TEST(MainDialog, SaveThenLoadGivesBackTheParametersAndFileDialogsDoNotStack) {
     headlessClick(w, ID_OK);
   });
   const EdgeParameters& p = *host.params();
-  EXPECT_EQ(p.edgeStyle, saved.edgeStyle);
-  EXPECT_EQ(p.smoothing, saved.smoothing);
-  EXPECT_EQ(p.tweaker, saved.tweaker);
-  EXPECT_EQ(p.edgeExtent, saved.edgeExtent);
-  EXPECT_EQ(p.source, saved.source);
-  EXPECT_EQ(p.colorize, saved.colorize);
-  EXPECT_EQ(p.chromeStyle, saved.chromeStyle);
-  EXPECT_EQ(p.angle, saved.angle);
-  EXPECT_EQ(p.removeNoise, saved.removeNoise);
-  EXPECT_EQ(p.glue, saved.glue);
-  EXPECT_EQ(p.flip, saved.flip);
+  expectSameParameters(p, saved);
   EXPECT_STREQ(p.settingsName, "dialog_roundtrip.q4t");
   std::remove(path.c_str());
 }
