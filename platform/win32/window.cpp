@@ -195,7 +195,6 @@ INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
       return answer(window, 1);
     }
     case WM_CTLCOLORSTATIC:
-    case WM_CTLCOLORBTN:
       // The skin shows through the check boxes.
       SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
       return reinterpret_cast<INT_PTR>(GetStockObject(HOLLOW_BRUSH));

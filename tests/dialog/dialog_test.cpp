@@ -10,6 +10,7 @@
 #include "dialog/dialog_stages.h"
 #include "dialog/dialog_state.h"
 #include "dialog/drawn_controls.h"
+#include "dialog/undo.h"
 #include "platform/posix/headless_window.h"
 #include "session/session.h"
 #include "tests/region/region_harness.h"
@@ -37,6 +38,7 @@ struct DialogHost {
   EdgeParameters* params() { return harnessParameters(&h); }
   void run(HeadlessDriver driver) {
     headlessSetDriver(std::move(driver));
+    storeUndoSnapshot(h.session);  // as Start does before the dialog
     runMainDialog(h.session);
   }
 };
@@ -429,6 +431,61 @@ TEST(MainDialog, ExportPsdWritesTheChosenFileAndLeavesTheDialogAsItWas) {
   EXPECT_STREQ(signature, "8BPS");
   EXPECT_STREQ(host.params()->lastExportFolder, ::testing::TempDir().c_str());
   std::remove(path.c_str());
+}
+
+TEST(MainDialog, LabelsAndTheSettingsNameAreAlignedAndGreyedByTheirFlag) {
+  DialogHost host(600, 400, false);
+  host.run([&](WindowHandle w) {
+    headlessClearDrawCalls();
+    headlessPaint(w);
+    const DrawCall* angle = nullptr;
+    const DrawCall* style = nullptr;
+    const DrawCall* name = nullptr;
+    for (const DrawCall& c : headlessDrawCalls()) {
+      if (c.kind != DRAW_TEXT) continue;
+      if (c.text == "Angle") angle = &c;
+      if (c.text == "Edge style") style = &c;
+      if (c.text == host.params()->settingsName) name = &c;
+    }
+    ASSERT_TRUE(angle && style && name);
+    // Right-aligned in 12..110; rows 241..256 less 2, up 2, no centring.
+    EXPECT_EQ(angle->x0, 110 - 5 * HEADLESS_CHARACTER_WIDTH);
+    EXPECT_EQ(angle->y0, 239);
+    EXPECT_EQ(angle->colour, 0x8C8C8Cu);
+    EXPECT_EQ(style->colour, COLOUR_BLACK);
+    const int32_t width = static_cast<int32_t>(std::strlen(host.params()->settingsName)) * HEADLESS_CHARACTER_WIDTH;
+    EXPECT_EQ(name->x0, 478 + (849 - 478 - width) / 2);
+  });
+}
+
+TEST(MainDialog, UndoSwapsBackAndForthAndRandomizeNamesItsSettings) {
+  DialogHost host(600, 400, false);
+  host.run([&](WindowHandle w) {
+    EdgeParameters* p = host.params();
+    headlessClick(w, ID_NEXT_GLUE);
+    EXPECT_EQ(p->glue, 2);
+    headlessClick(w, ID_UNDO);
+    EXPECT_EQ(p->glue, 1);
+    EXPECT_EQ(headlessSelection(w, ID_GLUE), 0);
+    headlessClick(w, ID_UNDO);
+    EXPECT_EQ(p->glue, 2);
+    headlessClick(w, ID_RANDOMIZE);
+    EXPECT_STREQ(p->settingsName, "random settings.q4t");
+    EXPECT_EQ(headlessSelection(w, ID_EDGE_STYLE), p->edgeStyle - 1);
+    EXPECT_EQ(headlessSelection(w, ID_GLUE), p->glue - 1);
+    EXPECT_EQ(headlessChecked(w, ID_FLIP), p->flip != 0);
+  });
+}
+
+TEST(MainDialog, HitTestTakesLeftAndTopEdgesOnly) {
+  DialogHost host(600, 400, false);
+  host.run([&](WindowHandle w) {
+    headlessPress(w, 252, 50);  // the slider's right edge
+    EXPECT_FALSE(headlessCaptured(w));
+    headlessPress(w, 117, 45);  // its top left corner
+    EXPECT_TRUE(headlessCaptured(w));
+    headlessRelease(w, 117, 45);
+  });
 }
 
 TEST(NumberText, ReadsTheLeadingDecimalNumber) {
