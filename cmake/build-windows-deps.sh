@@ -3,10 +3,12 @@
 #
 #   bash cmake/build-windows-deps.sh PREFIX
 #
-# zlib (libz.a), libpng (libpng16.a) and libjpeg-turbo with its IJG jpeglib
-# interface (libjpeg.a) are compiled with the mingw-w64 toolchain from
-# Debian's own source packages (apt-get source) and installed into
-# PREFIX/include and PREFIX/lib, the names cmake/dependencies.cmake expects.
+# zlib (libz.a), libpng (libpng16.a), libjpeg-turbo with its IJG jpeglib
+# interface (libjpeg.a) and libtiff (libtiff.a, with deflate and JPEG
+# compression over the two before it) are compiled with the mingw-w64
+# toolchain from Debian's own source packages (apt-get source) and installed
+# into PREFIX/include and PREFIX/lib, the names cmake/dependencies.cmake
+# expects.
 # Only the static libraries are built: no shared ones, tests or tools.
 #
 # The sources and build trees live beside PREFIX, in PREFIX/../windeps-src.
@@ -38,7 +40,7 @@ ranlib=x86_64-w64-mingw32-ranlib
 cflags="-O2 -ffp-contract=off"
 
 # Bump this when the build below changes, so that old prefixes are redone.
-recipe=1
+recipe=2
 stamp="$prefix/.windeps-complete"
 want_stamp="recipe=$recipe"
 
@@ -46,6 +48,7 @@ complete() {
   [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$want_stamp" ] &&
     [ -f "$prefix/lib/libz.a" ] && [ -f "$prefix/lib/libpng16.a" ] &&
     [ -f "$prefix/lib/libjpeg.a" ] && [ -f "$prefix/include/jpeglib.h" ] &&
+    [ -f "$prefix/lib/libtiff.a" ] && [ -f "$prefix/include/tiffio.h" ] &&
     [ -f "$prefix/include/png.h" ] && [ -f "$prefix/include/zlib.h" ]
 }
 
@@ -86,7 +89,7 @@ source_dir() {  # the unpacked tree of one source package, if any
   find . -maxdepth 1 -mindepth 1 -type d -name "$1-*" ! -name '*-build' | sort | tail -n 1
 }
 fetch=()
-for pkg in zlib libpng1.6 libjpeg-turbo; do
+for pkg in zlib libpng1.6 libjpeg-turbo tiff; do
   [ -n "$(source_dir "$pkg")" ] || fetch+=("$pkg")
 done
 if [ ${#fetch[@]} -gt 0 ]; then
@@ -97,7 +100,8 @@ fi
 zlib_src=$work/$(source_dir zlib)
 png_src=$work/$(source_dir libpng1.6)
 jpeg_src=$work/$(source_dir libjpeg-turbo)
-for d in "$zlib_src" "$png_src" "$jpeg_src"; do
+tiff_src=$work/$(source_dir tiff)
+for d in "$zlib_src" "$png_src" "$jpeg_src" "$tiff_src"; do
   [ -d "$d" ] && [ "$d" != "$work/" ] || { echo "windeps: missing source tree under $work" >&2; exit 1; }
 done
 
@@ -145,6 +149,22 @@ cmake -S "$jpeg_src" -B "$jb" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
 cmake --build "$jb" -j"$jobs" --target jpeg-static >/dev/null
 cp "$jb/libjpeg.a" "$prefix/lib/"
 cp "$jpeg_src/jpeglib.h" "$jpeg_src/jmorecfg.h" "$jpeg_src/jerror.h" "$jb/jconfig.h" "$prefix/include/"
+
+# --- libtiff: the library only, with the codecs the two above provide --------
+echo "== windeps: libtiff" >&2
+tb="$work/tiff-build"
+rm -rf "$tb"
+cmake -S "$tiff_src" -B "$tb" -DCMAKE_TOOLCHAIN_FILE="$toolchain" \
+  -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS="$cflags" -DCMAKE_INSTALL_PREFIX="$prefix" \
+  -DBUILD_SHARED_LIBS=OFF -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF \
+  -Dcxx=OFF -Dzlib=ON -Djpeg=ON -Dold-jpeg=OFF -Djpeg12=OFF -Dpixarlog=OFF -Dlzma=OFF -Dzstd=OFF \
+  -Dwebp=OFF -Djbig=OFF -Dlerc=OFF -Dlibdeflate=OFF \
+  -DZLIB_INCLUDE_DIR="$prefix/include" -DZLIB_LIBRARY="$prefix/lib/libz.a" \
+  -DJPEG_INCLUDE_DIR="$prefix/include" -DJPEG_LIBRARY="$prefix/lib/libjpeg.a" >/dev/null
+cmake --build "$tb" -j"$jobs" --target tiff >/dev/null
+cp "$tb/libtiff/libtiff.a" "$prefix/lib/"
+cp "$tiff_src/libtiff/tiff.h" "$tiff_src/libtiff/tiffio.h" "$tiff_src/libtiff/tiffvers.h" \
+  "$tb/libtiff/tiffconf.h" "$prefix/include/"
 
 echo "$want_stamp" > "$stamp"
 complete || { echo "windeps: install incomplete in $prefix" >&2; exit 1; }

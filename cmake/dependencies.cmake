@@ -1,6 +1,7 @@
 # Third-party libraries. Natively they come from Debian's packages; for the
-# Windows build, cmake/build-windows-deps.sh compiles zlib, libpng and
-# libjpeg-turbo from Debian's source packages into ML_WINDEPS_PREFIX.
+# Windows build, cmake/build-windows-deps.sh compiles zlib, libpng,
+# libjpeg-turbo and libtiff from Debian's source packages into
+# ML_WINDEPS_PREFIX.
 if(ML_WINDOWS)
   set(ML_WINDEPS_PREFIX "${CMAKE_SOURCE_DIR}/build/windeps" CACHE PATH "Windows libraries")
   add_library(ml_jpeg_dep INTERFACE)
@@ -9,9 +10,14 @@ if(ML_WINDOWS)
   add_library(ml_png_dep INTERFACE)
   target_include_directories(ml_png_dep INTERFACE ${ML_WINDEPS_PREFIX}/include)
   target_link_libraries(ml_png_dep INTERFACE ${ML_WINDEPS_PREFIX}/lib/libpng16.a ${ML_WINDEPS_PREFIX}/lib/libz.a)
+  add_library(ml_tiff_dep INTERFACE)
+  target_include_directories(ml_tiff_dep INTERFACE ${ML_WINDEPS_PREFIX}/include)
+  target_link_libraries(ml_tiff_dep INTERFACE ${ML_WINDEPS_PREFIX}/lib/libtiff.a ${ML_WINDEPS_PREFIX}/lib/libjpeg.a
+                        ${ML_WINDEPS_PREFIX}/lib/libz.a)
 else()
   find_package(JPEG REQUIRED)
   find_package(PNG REQUIRED)
+  find_package(TIFF REQUIRED)
   find_package(GTest REQUIRED)
   find_package(benchmark REQUIRED)
   find_package(Threads REQUIRED)
@@ -19,5 +25,7 @@ else()
   target_link_libraries(ml_jpeg_dep INTERFACE JPEG::JPEG)
   add_library(ml_png_dep INTERFACE)
   target_link_libraries(ml_png_dep INTERFACE PNG::PNG)
+  add_library(ml_tiff_dep INTERFACE)
+  target_link_libraries(ml_tiff_dep INTERFACE TIFF::TIFF)
   include(GoogleTest)
 endif()

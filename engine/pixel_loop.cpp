@@ -40,7 +40,7 @@ void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ram
   loop->out = static_cast<uint8_t*>(record->outData);
   loop->outRowStep = record->outRowBytes / sampleBytes;
   loop->outColumnStep = columnBytes / sampleBytes;
-  loop->alphaIndex = record->outLayerPlanes;
+  loop->alphaIndex = outputAlphaPlane(record);
   loop->exportMap = session->work->exportTarget;
   loop->tileLeft = session->tileLeft;
   loop->tileTop = session->tileTop;

@@ -72,9 +72,9 @@ void copySourceRow(FilterSession* session) {
   copy.outStep = record->planes;
   if (copy.inStep <= 0 || copy.outStep <= 0) return;
   copy.grey = record->planes < 3;
-  copy.transparency = hasHostAlpha(record) && record->outTransparencyMask != 0;
+  copy.transparency = hasHostAlpha(record) && outputHasTransparency(record);
   copy.alphaIndex = record->inLayerPlanes;
-  copy.outAlphaIndex = record->outLayerPlanes;
+  copy.outAlphaIndex = outputAlphaPlane(record);
   if (copy.transparency && (copy.alphaIndex >= copy.inStep || copy.outAlphaIndex >= copy.outStep)) return;
 
   if (isEightBitImage(record)) {

@@ -10,7 +10,16 @@ void hostImageAllocate(HostImage* image, int32_t width, int32_t height, int32_t 
   image->colorPlanes = colorPlanes;
   image->hasAlpha = hasAlpha;
   image->depth = depth;
-  image->samples.assign(size_t(width) * size_t(height) * size_t(imagePlanes(*image)), value);
+  image->bytes.clear();
+  image->words.clear();
+  const size_t count = hostSampleCount(*image);
+  if (depth == 16) image->words.assign(count, hostSampleToFile16(value));
+  else image->bytes.assign(count, uint8_t(value > 255 ? 255 : value));
+}
+
+bool hostImagesEqual(const HostImage& a, const HostImage& b) {
+  return a.width == b.width && a.height == b.height && a.colorPlanes == b.colorPlanes && a.hasAlpha == b.hasAlpha &&
+         a.depth == b.depth && a.bytes == b.bytes && a.words == b.words;
 }
 
 int16_t hostImageMode(const HostImage& image) {
@@ -72,26 +81,24 @@ uint16_t paddingValue(int16_t padding, int32_t depth) {
 }
 
 // Copies `count` pixels of `samplesPerPixel` samples, `stride` samples apart
-// in the picture, into an interleaved buffer row.
-void copyRowSamples(const uint16_t* source, int32_t stride, int32_t samplesPerPixel, int32_t count,
-                    int32_t bytesPerSample, uint8_t* row) {
-  if (bytesPerSample == 2) {
-    if (stride == samplesPerPixel) {
-      std::memcpy(row, source, size_t(count) * size_t(stride) * 2);
-      return;
-    }
-    for (int32_t x = 0; x < count; ++x, source += stride, row += 2 * samplesPerPixel)
-      std::memcpy(row, source, size_t(samplesPerPixel) * 2);
-    return;
-  }
+// in the picture, into an interleaved buffer row: bytes as they are, 16-bit
+// words brought to the host scale.
+void copyRowBytes(const uint8_t* source, int32_t stride, int32_t samplesPerPixel, int32_t count, uint8_t* row) {
   if (stride == samplesPerPixel) {
-    // All planes: one narrowing run over the whole row.
-    const size_t n = size_t(count) * size_t(stride);
-    for (size_t i = 0; i < n; ++i) row[i] = uint8_t(source[i]);
+    std::memcpy(row, source, size_t(count) * size_t(stride));
     return;
   }
-  for (int32_t x = 0; x < count; ++x, source += stride)
-    for (int32_t p = 0; p < samplesPerPixel; ++p) *row++ = uint8_t(source[p]);
+  for (int32_t x = 0; x < count; ++x, source += stride, row += samplesPerPixel)
+    std::memcpy(row, source, size_t(samplesPerPixel));
+}
+
+void copyRowWords(const uint16_t* source, int32_t stride, int32_t samplesPerPixel, int32_t count, uint8_t* row) {
+  for (int32_t x = 0; x < count; ++x, source += stride) {
+    for (int32_t p = 0; p < samplesPerPixel; ++p, row += 2) {
+      const uint16_t value = fileSampleToHost16(source[p]);
+      std::memcpy(row, &value, 2);
+    }
+  }
 }
 
 }  // namespace
@@ -126,16 +133,18 @@ OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer
     const int32_t sy = rows.index[size_t(y)];
     if (plainColumns && sy >= 0) {
       // The common case: a run of whole pixels straight from one picture row.
-      copyRowSamples(hostImageAt(image, columns.index[0], sy) + request.loPlane, planes, samplesPerPixel,
-                     buffer->width, bytesPerSample, row);
+      const size_t first = hostSampleIndex(image, columns.index[0], sy, request.loPlane);
+      if (bytesPerSample == 2) copyRowWords(&image.words[first], planes, samplesPerPixel, buffer->width, row);
+      else copyRowBytes(&image.bytes[first], planes, samplesPerPixel, buffer->width, row);
       continue;
     }
     for (int32_t x = 0; x < buffer->width; ++x) {
       const int32_t sx = columns.index[size_t(x)];
-      const uint16_t* source = (sx >= 0 && sy >= 0) ? hostImageAt(image, sx, sy) + request.loPlane : nullptr;
-      if (!source && request.padding == plugInDoesNotWantPadding) continue;
+      const bool inside = sx >= 0 && sy >= 0;
+      if (!inside && request.padding == plugInDoesNotWantPadding) continue;
+      const size_t first = inside ? hostSampleIndex(image, sx, sy, request.loPlane) : 0;
       for (int32_t p = 0; p < samplesPerPixel; ++p) {
-        const uint16_t value = source ? source[p] : fill;
+        const uint16_t value = inside ? hostSampleAtIndex(image, first + size_t(p)) : fill;
         const size_t at = size_t(x) * size_t(samplesPerPixel) + size_t(p);
         if (bytesPerSample == 2) std::memcpy(row + at * 2, &value, 2);
         else row[at] = uint8_t(value);
@@ -181,44 +190,80 @@ void commitImageRect(HostImage* image, const HostBuffer& buffer, const Rect& rec
   const Rect target = intersectRect(intersectRect(rect, clip), bounds);
   if (rectEmpty(target)) return;
   const int32_t bytesPerSample = image->depth == 16 ? 2 : 1;
+  const int32_t count = target.right - target.left;
   for (int32_t y = target.top; y < target.bottom; ++y) {
     const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes) +
                          size_t(target.left - rect.left) * size_t(samplesPerPixel) * size_t(bytesPerSample);
-    uint16_t* destination = hostImageAt(*image, target.left, y) + loPlane;
-    const int32_t count = target.right - target.left;
-    if (bytesPerSample == 2) {
+    const size_t first = hostSampleIndex(*image, target.left, y, loPlane);
+    if (bytesPerSample == 1) {
+      uint8_t* destination = &image->bytes[first];
       if (samplesPerPixel == planes) {
-        std::memcpy(destination, row, size_t(count) * size_t(planes) * 2);
+        std::memcpy(destination, row, size_t(count) * size_t(planes));
         continue;
       }
-      for (int32_t x = 0; x < count; ++x, destination += planes, row += 2 * samplesPerPixel)
-        std::memcpy(destination, row, size_t(samplesPerPixel) * 2);
+      for (int32_t x = 0; x < count; ++x, destination += planes, row += samplesPerPixel)
+        std::memcpy(destination, row, size_t(samplesPerPixel));
       continue;
     }
-    for (int32_t x = 0; x < count; ++x, destination += planes)
-      for (int32_t p = 0; p < samplesPerPixel; ++p) destination[p] = *row++;
+    uint16_t* destination = &image->words[first];
+    for (int32_t x = 0; x < count; ++x, destination += planes) {
+      for (int32_t p = 0; p < samplesPerPixel; ++p, row += 2) {
+        uint16_t value;
+        std::memcpy(&value, row, 2);
+        // What was handed out and came back unchanged keeps its stored word.
+        if (fileSampleToHost16(destination[p]) != value) destination[p] = hostSampleToFile16(value);
+      }
+    }
+  }
+}
+
+namespace {
+
+template <typename Sample>
+void blendSamples(const Sample* original, const uint8_t* mask, int32_t planes, int32_t count, Sample* filtered) {
+  for (int32_t x = 0; x < count; ++x, original += planes, filtered += planes) {
+    const uint32_t m = mask[x];
+    if (m == 255) continue;
+    for (int32_t p = 0; p < planes; ++p)
+      filtered[p] = Sample((uint32_t(filtered[p]) * m + uint32_t(original[p]) * (255u - m) + 127u) / 255u);
+  }
+}
+
+}  // namespace
+
+void blendByMaskInPlace(const HostImage& original, const HostMask* mask, const Rect& clip, HostImage* filtered) {
+  if (!mask) return;
+  const int32_t planes = imagePlanes(original);
+  const Rect bounds{0, 0, int16_t(std::min<int32_t>(original.height, INT16_MAX)),
+                    int16_t(std::min<int32_t>(original.width, INT16_MAX))};
+  const Rect area = intersectRect(clip, bounds);
+  if (rectEmpty(area)) return;
+  const int32_t count = area.right - area.left;
+  for (int32_t y = area.top; y < area.bottom; ++y) {
+    const size_t first = hostSampleIndex(original, area.left, y, 0);
+    const uint8_t* m = &mask->values[size_t(y) * size_t(mask->width) + size_t(area.left)];
+    if (original.depth == 16) blendSamples(&original.words[first], m, planes, count, &filtered->words[first]);
+    else blendSamples(&original.bytes[first], m, planes, count, &filtered->bytes[first]);
   }
 }
 
 void blendByMask(const HostImage& original, const HostImage& filtered, const HostMask* mask, const Rect& clip,
                  HostImage* result) {
+  // Commits never reach outside the filter rectangle, but a caller's
+  // `filtered` may: only `clip` of it is taken.
   *result = original;
   const int32_t planes = imagePlanes(original);
   const Rect bounds{0, 0, int16_t(std::min<int32_t>(original.height, INT16_MAX)),
                     int16_t(std::min<int32_t>(original.width, INT16_MAX))};
   const Rect area = intersectRect(clip, bounds);
+  if (rectEmpty(area)) return;
+  const size_t rowSamples = size_t(area.right - area.left) * size_t(planes);
   for (int32_t y = area.top; y < area.bottom; ++y) {
-    for (int32_t x = area.left; x < area.right; ++x) {
-      const uint16_t* f = hostImageAt(filtered, x, y);
-      uint16_t* r = hostImageAt(*result, x, y);
-      if (!mask) {
-        std::copy(f, f + planes, r);
-        continue;
-      }
-      const uint32_t m = mask->values[size_t(y) * size_t(mask->width) + size_t(x)];
-      for (int32_t p = 0; p < planes; ++p) {
-        r[p] = uint16_t((uint32_t(f[p]) * m + uint32_t(r[p]) * (255u - m) + 127u) / 255u);
-      }
-    }
+    const size_t first = hostSampleIndex(original, area.left, y, 0);
+    if (original.depth == 16)
+      std::copy(&filtered.words[first], &filtered.words[first] + rowSamples, &result->words[first]);
+    else
+      std::copy(&filtered.bytes[first], &filtered.bytes[first] + rowSamples, &result->bytes[first]);
   }
+  blendByMaskInPlace(original, mask, clip, result);
 }

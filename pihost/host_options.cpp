@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "pihost/host_profiles.h"
+#include "pihost/parameter_warnings.h"
 #include "session/terminology.h"
 
 namespace {
@@ -39,8 +41,16 @@ bool parseList(const std::string& text, int count, int64_t minimum, int64_t maxi
   return true;
 }
 
+// A descriptor value from the command line with the number it was given as
+// (names of enumerations are always in range).
+struct ParsedItem {
+  DescriptorItem item;
+  int64_t number = 0;
+};
+
 // A descriptor value from the command line, typed by the key table.
-bool scriptItemFromText(const ScriptKey& key, const std::string& text, DescriptorItem* item, std::string* error) {
+bool scriptItemFromText(const ScriptKey& key, const std::string& text, ParsedItem* parsed, std::string* error) {
+  DescriptorItem* item = &parsed->item;
   item->key = key.key;
   int64_t number = 0;
   switch (key.kind) {
@@ -51,6 +61,7 @@ bool scriptItemFromText(const ScriptKey& key, const std::string& text, Descripto
         *error = "unknown " + std::string(key.name) + " \"" + text + "\"";
         return false;
       }
+      parsed->number = value;
       item->type = typeEnumerated;
       item->enumType = key.enumerationType;
       item->value = int32_t(mapNumberToCode(value, key.enumerationType));  // '<NO>' out of range
@@ -63,6 +74,7 @@ bool scriptItemFromText(const ScriptKey& key, const std::string& text, Descripto
       }
       item->type = typeInteger;
       item->value = int32_t(number);
+      parsed->number = number;
       return true;
     case SCRIPT_BOOLEAN:
       if (text != "0" && text != "1") {
@@ -71,6 +83,7 @@ bool scriptItemFromText(const ScriptKey& key, const std::string& text, Descripto
       }
       item->type = typeBoolean;
       item->value = text == "1" ? 1 : 0;
+      parsed->number = item->value;
       return true;
   }
   return false;
@@ -80,7 +93,8 @@ bool scriptItemFromText(const ScriptKey& key, const std::string& text, Descripto
 bool takesValue(const std::string& name) {
   static const char* const kNames[] = {"selection", "mask",  "fore",       "back",     "plugin",
                                        "record",    "progress-log", "cancel-after", "buffer-procs-version",
-                                       "host-sig",  "fail-alloc-size", "row-padding", "preview", "preset"};
+                                       "host-sig",  "fail-alloc-size", "row-padding", "preview", "preset",
+                                       "fail-alloc", "host-profile", "output-dir"};
   for (const char* known : kNames)
     if (name == known) return true;
   return scriptKeyOfOption(name) != nullptr;
@@ -135,6 +149,7 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
     bool* flag = nullptr;
     bool flagValue = false;
     if (name == "help") return ParseOutcome::Help;
+    if (name == "version") return ParseOutcome::Version;
     if (name == "dialog") flag = &options->dialog, flagValue = true;
     else if (name == "no-buffer-procs") flag = &options->bufferProcs;
     else if (name == "no-handle-procs") flag = &options->handleProcs;
@@ -163,8 +178,14 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
 
     int64_t number = 0;
     if (const ScriptKey* key = scriptKeyOfOption(name)) {
-      DescriptorItem item;
-      if (!scriptItemFromText(*key, value, &item, error)) return ParseOutcome::Error;
+      ParsedItem parsed;
+      DescriptorItem& item = parsed.item;
+      if (!scriptItemFromText(*key, value, &parsed, error)) return ParseOutcome::Error;
+      const std::string warning = parameterRangeWarning(*key, parsed.number, "--" + name + " " + value);
+      for (size_t w = 0; w < options->warnings.size(); ++w)  // a key given twice keeps its last warning
+        if (options->warnings[w].compare(0, name.size() + 3, "--" + name + " ") == 0)
+          options->warnings.erase(options->warnings.begin() + long(w--));
+      if (!warning.empty()) options->warnings.push_back(warning);
       bool replaced = false;
       for (DescriptorItem& existing : options->descriptorItems) {
         if (existing.key == item.key) existing = item, replaced = true;
@@ -221,6 +242,27 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
         return ParseOutcome::Error;
       }
       options->failAllocateSize = number;
+    } else if (name == "fail-alloc") {
+      if (!parseInteger(value, 1, INT64_MAX / 2, &number)) {
+        *error = "--fail-alloc needs a count of 1 or more, not \"" + value + "\"";
+        return ParseOutcome::Error;
+      }
+      options->failAllocation = number;
+    } else if (name == "host-profile") {
+      const int profile = findHostProfile(value.c_str());
+      if (profile < 0) {
+        std::string names;
+        for (int k = 0; k < hostProfileCount(); ++k) names += std::string(k ? ", " : "") + hostProfileAt(k).name;
+        *error = "unknown host profile \"" + value + "\": one of " + names;
+        return ParseOutcome::Error;
+      }
+      options->hostProfile = profile;
+    } else if (name == "output-dir") {
+      if (value.empty()) {
+        *error = "--output-dir needs a folder";
+        return ParseOutcome::Error;
+      }
+      options->outputDir = value;
     } else if (name == "row-padding") {
       if (!parseInteger(value, 0, 4096, &number)) {
         *error = "--row-padding needs 0..4096 bytes, not \"" + value + "\"";
@@ -237,13 +279,20 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
     }
   }
 
-  if (positional.size() != 2) {
-    *error = positional.size() < 2 ? "expected INPUT.png and OUTPUT.png (try --help)"
-                                   : "too many arguments: \"" + positional[2] + "\"";
+  if (!options->outputDir.empty()) {
+    if (positional.empty()) {
+      *error = "--output-dir needs at least one INPUT (try --help)";
+      return ParseOutcome::Error;
+    }
+    options->inputPaths = positional;
+  } else if (positional.size() != 2) {
+    *error = positional.size() < 2 ? "expected INPUT and OUTPUT (try --help)"
+                                   : "too many arguments: \"" + positional[2] + "\" (several inputs need --output-dir)";
     return ParseOutcome::Error;
+  } else {
+    options->inputPath = positional[0];
+    options->outputPath = positional[1];
   }
-  options->inputPath = positional[0];
-  options->outputPath = positional[1];
   if (int(options->exportPsd) + int(options->dotsPage) + int(!options->preview.empty()) > 1) {
     *error = "--export-psd, --dots-page and --preview each replace the run: give one of them";
     return ParseOutcome::Error;
@@ -261,19 +310,25 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
 }
 
 const char* hostUsageText() {
-  return "usage: marrowline-host [OPTIONS] INPUT.png OUTPUT.png\n"
+  return "usage: marrowline-host [OPTIONS] INPUT OUTPUT\n"
+         "       marrowline-host [OPTIONS] --output-dir DIR INPUT...\n"
          "\n"
-         "Runs the Marrowline filter plug-in on a PNG picture (8 or 16 bits; grey, grey+alpha,\n"
-         "RGB or RGBA) through the Photoshop plug-in interface and writes the result as a PNG\n"
-         "of the same kind, size and depth.\n"
+         "Runs the Marrowline filter plug-in on a picture through the Photoshop plug-in\n"
+         "interface and writes the result in the same kind, size and depth. Pictures are\n"
+         "PNG, JPEG or TIFF, chosen by the file name's extension (.png; .jpg .jpeg; .tif\n"
+         ".tiff): 8 or 16 bits, grey or RGB, with or without alpha (JPEG: 8-bit grey or RGB).\n"
+         "An embedded colour profile is carried from input to output.\n"
          "\n"
-         "Filter parameters (played back as a script; a parameter not given is left out):\n"
-         "  --edge-style NAME|N     blurry, thin/hard, thin/soft, chrome, scribble, halo, ...\n"
-         "  --smoothing N           --tweaker N            --angle N\n"
+         "Filter parameters (played back as a script; a parameter not given is left out).\n"
+         "A value outside its range is passed on as given, with a warning that says what\n"
+         "the filter will do with it:\n"
+         "  --edge-style NAME|N     1..13: blurry, thin/hard, thin/soft, chrome, scribble, ...\n"
+         "  --smoothing N           0..100      --tweaker N    0..100\n"
+         "  --angle N               0..359 degrees\n"
          "  --edge-extent NAME|N    top to bottom, left to right, both\n"
          "  --source NAME|N         greyscale, red, green, blue\n"
          "  --chrome-style NAME|N   Phong, sine, puddles, bumps, spike, raw\n"
-         "  --glue NAME|N           normal, difference, pin light, ... (1..62)\n"
+         "  --glue NAME|N           1..62: normal, screen, pin light, ...\n"
          "  --colorize 0|1          --remove-noise 0|1     --flip 0|1\n"
          "  --preset FILE           the eleven parameters of a settings file (.q4t); the\n"
          "                          options above, when given too, override it\n"
@@ -285,9 +340,13 @@ const char* hostUsageText() {
          "  --back R,G,B            background colour (default 255,255,255)\n"
          "  --plugin PATH           the plug-in module (default: the one beside this program)\n"
          "  --dialog                ask for the plug-in's dialog (Parameters selector first)\n"
+         "  --preview fit|SCALE[,PANX,PANY]\n"
+         "                          play the dialog's preview instead of the final run and\n"
+         "                          write the pane's picture (8-bit); pans in full-size pixels\n"
          "  --record FILE           write the descriptor the plug-in returns: KEY TYPE VALUE\n"
          "  --progress-log FILE     one line DONE TOTAL per progress report\n"
-         "  --cancel-after N        the host's abort check answers yes from its (N+1)-th call\n"
+         "  --output-dir DIR        batch: each INPUT is written into DIR under its own name,\n"
+         "                          one line per file and a summary; exit 1 if any failed\n"
          "\n"
          "Exports of the dialog (OUTPUT is then the file they make):\n"
          "  --export-psd            a layered PSD of the filter rectangle: the result with its\n"
@@ -297,8 +356,22 @@ const char* hostUsageText() {
          "\n"
          "Host capabilities (all offered by default):\n"
          "  --no-buffer-procs  --no-handle-procs  --no-descriptors  --no-display-pixels\n"
-         "  --no-advance-state  --no-sampling  --buffer-procs-version N  --host-sig XXXX\n"
+         "  --no-advance-state  --no-sampling\n"
+         "  --buffer-procs-version N  the buffer suite's version (the published one is 2)\n"
+         "  --host-sig XXXX         the host's four-character signature (default 8BIM)\n"
+         "  --host-profile NAME     a real host family's quirks:\n"
+         "                          plain, zero-versions, no-finish, no-descriptors,\n"
+         "                          no-out-layer-planes, padded-rows, psp8, psp9, keeps-data\n"
+         "  --row-padding N         0..4096 bytes of padding after each buffer row\n"
          "\n"
-         "Exit status: 0 success; 1 the plug-in reported an error (code on stderr);\n"
-         "2 bad command line; 3 a file or the plug-in could not be read or written.\n";
+         "Failure paths:\n"
+         "  --cancel-after N        the host's abort check answers yes from its (N+1)-th call\n"
+         "  --fail-alloc N          the N-th allocation through the buffer and handle suites fails\n"
+         "  --fail-alloc-size N     every buffer allocation of exactly N bytes fails\n"
+         "\n"
+         "  --help                  this text          --version   the program's version\n"
+         "\n"
+         "Exit status: 0 success; 1 the plug-in reported an error (code on stderr), or in\n"
+         "batch mode any file failed; 2 bad command line; 3 a file or the plug-in could not\n"
+         "be read or written.\n";
 }

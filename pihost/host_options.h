@@ -1,6 +1,7 @@
 // The command line of marrowline-host:
 //
-//   marrowline-host [OPTIONS] INPUT.png OUTPUT.png
+//   marrowline-host [OPTIONS] INPUT OUTPUT
+//   marrowline-host [OPTIONS] --output-dir DIR INPUT...
 //
 // Parsing is kept apart from running so that its errors can be tested.
 #pragma once
@@ -14,6 +15,9 @@
 struct HostOptions {
   std::string inputPath;
   std::string outputPath;
+  // Batch form: every input is written under its own name into outputDir.
+  std::string outputDir;
+  std::vector<std::string> inputPaths;
   std::string pluginPath;       // empty: the module beside the program
   std::string maskPath;
   std::string recordPath;
@@ -37,8 +41,12 @@ struct HostOptions {
   int16_t bufferProcsVersion = kCurrentBufferProcsVersion;
   uint32_t hostSig = fourCharCode("8BIM");
 
-  // Test switches, not in --help.
+  // A named profile of a real host's quirks (host_profiles.h).
+  int hostProfile = 0;
+
+  // Switches that walk the failure paths.
   int64_t failAllocateSize = -1;  // --fail-alloc-size N
+  int64_t failAllocation = -1;    // --fail-alloc N: the N-th allocation of the suites fails
   int32_t rowPaddingBytes = 0;    // --row-padding N
 
   // Other modes of the program.
@@ -52,9 +60,11 @@ struct HostOptions {
   // The descriptor played back to the plug-in, in the order of the key
   // table (not the order on the command line).
   std::vector<DescriptorItem> descriptorItems;
+  // One line per parameter value outside its range, for stderr.
+  std::vector<std::string> warnings;
 };
 
-enum class ParseOutcome { Run, Help, Error };
+enum class ParseOutcome { Run, Help, Version, Error };
 
 // Fills `options`; on Error `error` holds a one-line message.
 ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* options, std::string* error);

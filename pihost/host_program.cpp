@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #if defined(_WIN32)
 #include <io.h>
@@ -16,8 +17,11 @@
 
 #include "session/terminology.h"
 #include "pihost/host_options.h"
+#include "pihost/host_profiles.h"
 #include "pihost/host_session.h"
 #include "pihost/plugin_module.h"
+#include "pihost/image_files.h"
+#include "pihost/parameter_warnings.h"
 #include "pihost/png_io.h"
 #include "pihost/preview_mode.h"
 #include "pihost/export_mode.h"
@@ -104,7 +108,12 @@ bool applyPresetFile(HostOptions* options, std::string* error) {
     bool given = false;
     for (const DescriptorItem& item : options->descriptorItems)
       if (item.key == key->key) merged.push_back(item), given = true;
-    if (!given) merged.push_back(presetItem(*key, *scriptField(&workspace->parameters, *key)));
+    if (given) continue;
+    const int32_t value = *scriptField(&workspace->parameters, *key);
+    merged.push_back(presetItem(*key, value));
+    const std::string warning =
+        parameterRangeWarning(*key, value, std::string(key->name) + " " + std::to_string(value) + " of the preset");
+    if (!warning.empty()) options->warnings.push_back(warning);
   }
   options->descriptorItems = merged;
   return true;
@@ -125,60 +134,46 @@ std::string descriptorRecordText(const std::vector<DescriptorItem>& items) {
   return text;
 }
 
-int runHostProgram(int argc, const char* const* argv) {
-  HostOptions options;
+namespace {
+
+// One picture through the plug-in: INPUT to OUTPUT as the options say.
+// Messages go to stderr; gives the exit status.
+int runOnePicture(const HostOptions& options, const PreviewRequest& previewRequest, const std::string& inputPath,
+                  const std::string& outputPath) {
   std::string error;
-  switch (parseHostOptions(argc, argv, &options, &error)) {
-    case ParseOutcome::Help:
-      std::fputs(hostUsageText(), stdout);
-      return kExitSuccess;
-    case ParseOutcome::Error:
-      fail(error);
-      return kExitUsage;
-    case ParseOutcome::Run:
-      break;
+  HostImage source;
+  if (!readImageFile(inputPath, &source, &error)) {
+    fail(error);
+    return kExitFile;
   }
-  if (!options.presetPath.empty()) {
-    if (!options.descriptors) {
-      fail("--preset goes to the plug-in as a descriptor: it cannot be used with --no-descriptors");
-      return kExitUsage;
-    }
-    if (!applyPresetFile(&options, &error)) {
+  // The exports write files of their own kinds; every other output is a picture.
+  if (!options.exportPsd && !options.dotsPage && imageFileKindOf(outputPath) == ImageFileKind::Unknown) {
+    fail("cannot write " + outputPath + ": unknown picture type (the name must end in .png, .jpg, .jpeg, .tif or .tiff)");
+    return kExitUsage;
+  }
+  auto session = std::make_unique<HostSession>();
+  {
+    HostMask mask;
+    if (!options.maskPath.empty() && !readPngMask(options.maskPath, source.width, source.height, &mask, &error)) {
       fail(error);
       return kExitFile;
     }
-  }
-  PreviewRequest previewRequest{};
-  if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
-    fail(error);
-    return kExitUsage;
-  }
-
-  HostImage source;
-  if (!readPngImage(options.inputPath, &source, &error)) {
-    fail(error);
-    return kExitFile;
-  }
-  HostMask mask;
-  if (!options.maskPath.empty() && !readPngMask(options.maskPath, source.width, source.height, &mask, &error)) {
-    fail(error);
-    return kExitFile;
-  }
-
-  auto session = std::make_unique<HostSession>();
-  if (!hostSessionSetup(session.get(), options, source, options.maskPath.empty() ? nullptr : &mask, &error)) {
-    hostSessionRelease(session.get());
-    fail(error);
-    return kExitUsage;
+    // The session takes the picture over; only it and its filtered copy stay.
+    if (!hostSessionSetup(session.get(), options, std::move(source), options.maskPath.empty() ? nullptr : &mask,
+                          &error)) {
+      hostSessionRelease(session.get());
+      fail(error);
+      return kExitUsage;
+    }
   }
 
   if (options.exportPsd || options.dotsPage) {
     const ExportCommand command = options.exportPsd ? ExportCommand::Psd : ExportCommand::DotsPage;
-    const int16_t code = hostSessionRunExport(session.get(), command, options.outputPath);
+    const int16_t code = hostSessionRunExport(session.get(), command, outputPath);
     hostSessionRelease(session.get());
     if (code == 0) return kExitSuccess;
     if (code == FILE_OPEN_FAILED || code == FILE_WRITE_FAILED) {
-      fail("cannot write " + options.outputPath);
+      fail("cannot write " + outputPath);
       return kExitFile;
     }
     if (code == PSD_NO_IMAGE) {
@@ -202,7 +197,7 @@ int runHostProgram(int argc, const char* const* argv) {
                              resultCodeMeaning(result) + ")"
                        : std::string("the host cannot show a preview with these capabilities"));
       status = kExitPluginError;
-    } else if (!writePngImage(options.outputPath, session->services.lastDisplayed, &error)) {
+    } else if (!writeImageFile(outputPath, session->services.lastDisplayed, &error)) {
       fail(error);
       status = kExitFile;
     }
@@ -250,9 +245,10 @@ int runHostProgram(int argc, const char* const* argv) {
   }
 
   if (status == kExitSuccess) {
-    HostImage output;
-    hostSessionComposeResult(*session, &output);
-    if (!writePngImage(options.outputPath, output, &error)) {
+    hostSessionComposeInPlace(session.get());
+    if (imageFileNarrows(outputPath, session->filtered))
+      fail("note: " + outputPath + " is a JPEG file: written at 8 bits without alpha");
+    if (!writeImageFile(outputPath, session->filtered, &error)) {
       fail(error);
       status = kExitFile;
     }
@@ -260,7 +256,7 @@ int runHostProgram(int argc, const char* const* argv) {
   if (status == kExitSuccess && !options.recordPath.empty()) {
     if (!writeTextFile(options.recordPath, descriptorRecordText(session->returnedDescriptor), &error)) {
       fail(error);
-      std::remove(options.outputPath.c_str());
+      std::remove(outputPath.c_str());
       status = kExitFile;
     }
   }
@@ -268,4 +264,82 @@ int runHostProgram(int argc, const char* const* argv) {
   hostSessionRelease(session.get());
   unloadPluginModule(&module);
   return status;
+}
+
+// --output-dir: every input under its own file name in the folder, one line
+// per file and a summary. Failed files do not stop the others.
+int runBatch(const HostOptions& options, const PreviewRequest& previewRequest) {
+  namespace fs = std::filesystem;
+  std::error_code fileError;
+  if (!fs::is_directory(options.outputDir, fileError)) {
+    fail("--output-dir " + options.outputDir + " is not a folder");
+    return kExitFile;
+  }
+  const size_t total = options.inputPaths.size();
+  size_t failed = 0;
+  for (size_t i = 0; i < total; ++i) {
+    const std::string& input = options.inputPaths[i];
+    fs::path name = fs::path(input).filename();
+    if (options.exportPsd) name.replace_extension(".psd");  // the exports write files of their own kinds
+    if (options.dotsPage) name.replace_extension(".html");
+    const std::string output = (fs::path(options.outputDir) / name).string();
+    const std::string counter = "[" + std::to_string(i + 1) + "/" + std::to_string(total) + "] ";
+    int status = kExitSuccess;
+    if (fs::exists(output, fileError) && fs::equivalent(input, output, fileError)) {
+      fail(output + " is the input itself: it is not overwritten");
+      status = kExitUsage;
+    } else {
+      status = runOnePicture(options, previewRequest, input, output);
+    }
+    if (status == kExitSuccess) {
+      std::fprintf(stderr, "marrowline-host: %s%s -> %s\n", counter.c_str(), input.c_str(), output.c_str());
+    } else {
+      failed++;
+      std::fprintf(stderr, "marrowline-host: %s%s failed\n", counter.c_str(), input.c_str());
+    }
+  }
+  std::fprintf(stderr, "marrowline-host: %zu of %zu pictures written, %zu failed\n", total - failed, total, failed);
+  return failed == 0 ? kExitSuccess : kExitPluginError;
+}
+
+}  // namespace
+
+int runHostProgram(int argc, const char* const* argv) {
+  HostOptions options;
+  std::string error;
+  switch (parseHostOptions(argc, argv, &options, &error)) {
+    case ParseOutcome::Help:
+      std::fputs(hostUsageText(), stdout);
+      return kExitSuccess;
+    case ParseOutcome::Version:
+      std::printf("marrowline-host %s (%s)\n", ML_VERSION, imageLibraryVersions().c_str());
+      return kExitSuccess;
+    case ParseOutcome::Error:
+      fail(error);
+      return kExitUsage;
+    case ParseOutcome::Run:
+      break;
+  }
+  const bool descriptorSuite = options.descriptors && !hostProfileAt(options.hostProfile).noDescriptorsCaseZero;
+  if (!options.presetPath.empty()) {
+    if (!descriptorSuite) {
+      fail("--preset goes to the plug-in as a descriptor: it cannot be used without a descriptor suite");
+      return kExitUsage;
+    }
+    if (!applyPresetFile(&options, &error)) {
+      fail(error);
+      return kExitFile;
+    }
+  }
+  for (const std::string& warning : options.warnings) fail("warning: " + warning);
+  if (!descriptorSuite && !options.descriptorItems.empty())
+    fail("warning: this host has no descriptor suite: the parameter options do not reach the plug-in, which runs on "
+         "its cached settings");
+  PreviewRequest previewRequest{};
+  if (!options.preview.empty() && !parsePreviewOption(options.preview, &previewRequest, &error)) {
+    fail(error);
+    return kExitUsage;
+  }
+  if (!options.outputDir.empty()) return runBatch(options, previewRequest);
+  return runOnePicture(options, previewRequest, options.inputPath, options.outputPath);
 }

@@ -33,6 +33,14 @@ HandleRecord* findHandle(Handle handle) {
   return it == activeServices->liveHandles.end() ? nullptr : reinterpret_cast<HandleRecord*>(handle);
 }
 
+// Counts one allocation through the suites; true when it is the one to fail.
+bool allocationFails() {
+  activeServices->suiteAllocations++;
+  if (activeServices->suiteAllocations != activeServices->failAllocation) return false;
+  activeServices->failedAllocations++;
+  return true;
+}
+
 BufferRecord* findBuffer(BufferID id) {
   if (!activeServices || !id) return nullptr;
   auto it = activeServices->liveBuffers.find(id);
@@ -51,6 +59,7 @@ OSErr PI_CALL allocateBuffer(int32_t size, BufferID* bufferID) {
     activeServices->failedAllocations++;
     return memFullErr;
   }
+  if (allocationFails()) return memFullErr;
   auto* record = static_cast<BufferRecord*>(std::malloc(sizeof(BufferRecord)));
   char* data = static_cast<char*>(std::malloc(size_t(std::max(size, 1))));
   if (!record || !data) {
@@ -93,7 +102,10 @@ int32_t PI_CALL bufferSpace(void) { return kBufferSpace; }
 
 // ---- handles
 
-Handle PI_CALL newHandleProc(int32_t size) { return hostNewHandle(size); }
+Handle PI_CALL newHandleProc(int32_t size) {
+  if (!activeServices || allocationFails()) return nullptr;
+  return hostNewHandle(size);
+}
 
 void PI_CALL disposeHandleProc(Handle handle) { hostDisposeHandle(handle); }
 
@@ -102,6 +114,7 @@ int32_t PI_CALL getHandleSizeProc(Handle handle) { return hostHandleSize(handle)
 OSErr PI_CALL setHandleSizeProc(Handle handle, int32_t newSize) {
   HandleRecord* record = findHandle(handle);
   if (!record || newSize < 0) return nilHandleErr;
+  if (newSize > record->size && allocationFails()) return memFullErr;
   char* data = static_cast<char*>(std::realloc(record->data, size_t(std::max(newSize, 1))));
   if (!data) return memFullErr;
   if (newSize > record->size) std::memset(data + record->size, 0, size_t(newSize - record->size));
@@ -525,7 +538,7 @@ OSErr PI_CALL hostDisplayPixels(const PSPixelMap* source, const VRect* sourceRec
   for (int32_t y = r.top; y < r.bottom; ++y) {
     for (int32_t x = r.left; x < r.right; ++x) {
       const uint8_t* pixel = base + int64_t(y - b.top) * source->rowBytes + int64_t(x - b.left) * source->colBytes;
-      uint16_t* out = hostImageAt(shown, x - r.left, y - r.top);
+      uint8_t* out = &shown.bytes[hostSampleIndex(shown, x - r.left, y - r.top, 0)];
       for (int32_t p = 0; p < planes; ++p) out[p] = pixel[int64_t(p) * source->planeBytes];
     }
   }

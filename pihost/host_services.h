@@ -34,6 +34,11 @@ struct HostServices {
 
   // allocateProc fails with memFullErr for exactly this size (-1: never).
   int64_t failAllocateSize = -1;
+  // The allocation through the buffer and handle suites (allocateProc,
+  // newProc, a growing setSizeProc) with this number, counted from 1, fails
+  // with memFullErr (-1: none). `suiteAllocations` counts them all.
+  int64_t failAllocation = -1;
+  int64_t suiteAllocations = 0;
   // abortProc answers true from call cancelAfter + 1 on (-1: never).
   int64_t cancelAfter = -1;
   int64_t abortCalls = 0;

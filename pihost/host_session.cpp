@@ -1,6 +1,9 @@
 #include "pihost/host_session.h"
 
 #include <cstring>
+#include <utility>
+
+#include "pihost/host_profiles.h"
 
 namespace {
 
@@ -48,12 +51,14 @@ OSErr fillBuffers(HostSession* s) {
   commitPendingOutput(s);
   r.inData = r.outData = r.maskData = nullptr;
   r.inRowBytes = r.outRowBytes = r.maskRowBytes = 0;
+  if (hostProfileAt(s->options.hostProfile).cannotBearNullData) r.inData = r.outData = s->idleData;
   clearHostBuffer(&s->inBuffer);
   clearHostBuffer(&s->outBuffer);
   clearHostBuffer(&s->maskBuffer);
 
   const bool sampling = r.samplingSupport != 0;
   const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;
+  const int32_t rowPadding = s->options.rowPaddingBytes + hostProfileAt(s->options.hostProfile).rowPaddingBytes;
 
   CutRequest in;
   in.rect = r.inRect;
@@ -61,7 +66,7 @@ OSErr fillBuffers(HostSession* s) {
   in.hiPlane = r.inHiPlane;
   in.rate = sampling ? r.inputRate : 0x10000;
   in.padding = r.inputPadding;
-  in.rowPaddingBytes = s->options.rowPaddingBytes;
+  in.rowPaddingBytes = rowPadding;
   OSErr err = cutImageRect(s->source, in, &s->inBuffer);
   if (err != noErr) return err;
 
@@ -70,7 +75,7 @@ OSErr fillBuffers(HostSession* s) {
   out.loPlane = r.outLoPlane;
   out.hiPlane = r.outHiPlane;
   out.padding = r.outputPadding;
-  out.rowPaddingBytes = s->options.rowPaddingBytes;
+  out.rowPaddingBytes = rowPadding;
   err = cutImageRect(s->filtered, out, &s->outBuffer);
   if (err != noErr) return err;
 
@@ -110,6 +115,28 @@ void callSelector(HostSession* s, PluginEntryProc entry, int16_t selector) {
   s->lastSelector = selector;
   s->result = 0;
   entry(selector, &s->record, &s->data, &s->result);
+  // Such a host reads through these pointers after every call.
+  if (hostProfileAt(s->options.hostProfile).cannotBearNullData && s->protocolError.empty() &&
+      (s->record.inData == nullptr || s->record.outData == nullptr)) {
+    s->protocolError = "the plug-in set inData or outData to null, which a keeps-data host cannot bear";
+    if (s->result == 0) s->result = errPlugInHostInsufficient;
+  }
+}
+
+// What the profile changes in the filled record.
+void applyHostProfile(HostSession* s, const HostProfile& profile) {
+  FilterRecord& r = s->record;
+  if (profile.zeroSuiteVersions) {
+    s->services.bufferProcs.bufferProcsVersion = 0;
+    s->services.handleProcs.handleProcsVersion = 0;
+  }
+  if (profile.noDescriptorsCaseZero) {
+    r.descriptorParameters = nullptr;
+    r.filterCase = 0;  // older hosts leave the case unset
+  }
+  if (profile.zeroOutLayerPlanes) r.outLayerPlanes = r.outNonLayerPlanes = r.outTransparencyMask = 0;
+  if (profile.hostSig != 0) r.hostSig = profile.hostSig;
+  if (profile.cannotBearNullData) r.inData = r.outData = s->idleData;
 }
 
 void setLayerLayout(FilterRecord* r, const HostImage& image) {
@@ -128,11 +155,12 @@ void setLayerLayout(FilterRecord* r, const HostImage& image) {
 
 }  // namespace
 
-bool hostSessionSetup(HostSession* s, const HostOptions& options, const HostImage& source, const HostMask* mask,
+bool hostSessionSetup(HostSession* s, const HostOptions& options, HostImage picture, const HostMask* mask,
                       std::string* error) {
   s->options = options;
-  s->source = source;
-  s->filtered = source;
+  s->source = std::move(picture);
+  s->filtered = s->source;
+  const HostImage& source = s->source;
   s->haveMask = mask != nullptr;
   if (mask) {
     if (mask->width != source.width || mask->height != source.height) {
@@ -162,6 +190,7 @@ bool hostSessionSetup(HostSession* s, const HostOptions& options, const HostImag
   hostServicesInit(&s->services);
   s->services.bufferProcs.bufferProcsVersion = options.bufferProcsVersion;
   s->services.failAllocateSize = options.failAllocateSize;
+  s->services.failAllocation = options.failAllocation;
   s->services.cancelAfter = options.cancelAfter;
 
   FilterRecord& r = s->record;
@@ -210,10 +239,12 @@ bool hostSessionSetup(HostSession* s, const HostOptions& options, const HostImag
     d.playInfo = options.dialog ? plugInDialogDisplay : plugInDialogDontDisplay;
     d.recordInfo = plugInDialogOptional;
     d.descriptor = descriptorHandleFromItems(options.descriptorItems);
+    s->playedDescriptor = d.descriptor;
     d.readDescriptorProcs = &s->services.readDescriptorProcs;
     d.writeDescriptorProcs = &s->services.writeDescriptorProcs;
     r.descriptorParameters = &d;
   }
+  applyHostProfile(s, hostProfileAt(options.hostProfile));
   return true;
 }
 
@@ -274,7 +305,7 @@ int16_t hostSessionRun(HostSession* s, PluginEntryProc entry) {
     ok = s->result == 0;
   }
 
-  if (ok) {
+  if (ok && !hostProfileAt(s->options.hostProfile).skipsFinish) {
     callSelector(s, entry, filterSelectorFinish);
     if (s->record.descriptorParameters && s->record.descriptorParameters->descriptor) {
       s->haveReturnedDescriptor =
@@ -282,6 +313,7 @@ int16_t hostSessionRun(HostSession* s, PluginEntryProc entry) {
     }
   }
   hostProgressFinish(&s->services);
+  if (!s->protocolError.empty() && s->result == 0) s->result = errPlugInHostInsufficient;
   // No buffer of the host outlives the run.
   s->record.inData = s->record.outData = s->record.maskData = nullptr;
   s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
@@ -307,6 +339,23 @@ void hostSessionDeactivate(HostSession* s) {
 void hostSessionComposeResult(const HostSession& s, HostImage* result) {
   const HostMask* mask = (s.haveMask && s.record.autoMask) ? &s.mask : nullptr;
   blendByMask(s.source, s.filtered, mask, s.record.filterRect, result);
+}
+
+void hostSessionComposeInPlace(HostSession* s) {
+  const HostMask* mask = (s->haveMask && s->record.autoMask) ? &s->mask : nullptr;
+  blendByMaskInPlace(s->source, mask, s->record.filterRect, &s->filtered);
+}
+
+int64_t hostSessionLeakedBlocks(const HostSession& s) {
+  int64_t leaked = int64_t(s.services.liveBuffers.size());
+  for (const auto& entry : s.services.liveHandles) {
+    void* handle = entry.first;
+    const bool kept = handle == reinterpret_cast<void*>(s.data) || handle == static_cast<void*>(s.record.parameters) ||
+                      handle == static_cast<void*>(s.descriptorParameters.descriptor) ||
+                      handle == static_cast<void*>(s.playedDescriptor);
+    if (!kept) leaked++;
+  }
+  return leaked;
 }
 
 void hostSessionRelease(HostSession* s) {

@@ -38,6 +38,9 @@ struct HostSession {
 
   // Buffers of the last advanceState, and the output rectangle they serve.
   HostBuffer inBuffer, outBuffer, maskBuffer;
+  // What inData and outData point at between calls for a host that never
+  // leaves them null (the keeps-data profile).
+  uint8_t idleData[16] = {};
   bool outputPending = false;
   Rect pendingOutRect{};
   int32_t pendingOutLoPlane = 0, pendingOutHiPlane = 0;
@@ -53,6 +56,10 @@ struct HostSession {
   // never emptied; empty when none.
   std::string protocolError;
 
+  // The descriptor the host played to the plug-in; the host's own, even
+  // when a plug-in without a usable handle suite cannot dispose of it.
+  Handle playedDescriptor = nullptr;
+
   // The descriptor in `descriptor` after Finish.
   bool haveReturnedDescriptor = false;
   std::vector<DescriptorItem> returnedDescriptor;
@@ -64,10 +71,12 @@ constexpr int64_t kMaxContinueCalls = int64_t(1) << 20;
 constexpr int kMaxRepeatedRequests = 64;
 
 // Fills the record for `source` (and the mask, when given) as the options
-// say. False with a one-line message for a selection outside the picture or
-// a mask of the wrong size.
-bool hostSessionSetup(HostSession* session, const HostOptions& options, const HostImage& source,
-                      const HostMask* mask, std::string* error);
+// and their host profile say. The session keeps the picture twice, as read
+// and as filtered; pass it with std::move to spare a third copy. False with
+// a one-line message for a selection outside the picture or a mask of the
+// wrong size.
+bool hostSessionSetup(HostSession* session, const HostOptions& options, HostImage source, const HostMask* mask,
+                      std::string* error);
 
 // Plays the selectors; gives the last result word (0 on success). A
 // protocol failure gives errPlugInHostInsufficient with `protocolError` set.
@@ -83,6 +92,13 @@ void hostSessionDeactivate(HostSession* session);
 // The picture as the host leaves it: the filtered rectangle laid into the
 // original, by the mask when there is one and the plug-in left autoMask set.
 void hostSessionComposeResult(const HostSession& session, HostImage* result);
+// The same into `filtered` itself, without a third copy of the picture.
+void hostSessionComposeInPlace(HostSession* session);
+
+// Buffers and handles still alive that the plug-in should have given back:
+// every buffer, and every handle but the session's data handle, the
+// parameters handle and the descriptors the host holds.
+int64_t hostSessionLeakedBlocks(const HostSession& session);
 
 // Frees everything the plug-in left behind.
 void hostSessionRelease(HostSession* session);

@@ -21,20 +21,55 @@ void pngError(png_structp png, png_const_charp message) {
 
 void pngWarning(png_structp, png_const_charp) {}
 
-// The decoded file before it becomes a HostImage.
-struct DecodedPng {
-  png_uint_32 width = 0;
-  png_uint_32 height = 0;
-  int channels = 0;
-  int bitDepth = 0;
-  bool originalIsMaskKind = false;  // 8-bit grey without alpha as stored
-  std::vector<png_byte> bytes;
-  size_t rowBytes = 0;
+// Where decoded rows go: the picture's own samples, or a mask's plane.
+struct PngTarget {
+  HostImage* image = nullptr;  // null when reading a mask
+  HostMask* mask = nullptr;
+  bool storedAsMaskKind = false;  // 8-bit grey without transparency, as in the file
 };
 
-// Runs libpng's reader; all C++ objects it touches live in the caller, so
-// the long jump of an error skips no destructor.
-bool decodePng(FILE* file, DecodedPng* out, PngErrorState* state) {
+// Rows of the target, made before libpng starts so that its long jump
+// skips no allocation of ours.
+bool sizeTarget(PngTarget* target, png_uint_32 width, png_uint_32 height, int channels, int bitDepth,
+                PngErrorState* state) {
+  if (width == 0 || height == 0 || width > 32767 || height > 32767) {
+    std::snprintf(state->message, sizeof state->message, "picture of %ux%u pixels is outside 1..32767",
+                  unsigned(width), unsigned(height));
+    return false;
+  }
+  if (target->image) {
+    HostImage* image = target->image;
+    image->width = int32_t(width);
+    image->height = int32_t(height);
+    image->colorPlanes = channels >= 3 ? 3 : 1;
+    image->hasAlpha = channels == 2 || channels == 4;
+    image->depth = bitDepth == 16 ? 16 : 8;
+    image->bytes.clear();
+    image->words.clear();
+    if (image->depth == 16) image->words.resize(hostSampleCount(*image));
+    else image->bytes.resize(hostSampleCount(*image));
+    return true;
+  }
+  if (!target->storedAsMaskKind) {
+    std::snprintf(state->message, sizeof state->message, "not an 8-bit grey PNG without alpha");
+    return false;
+  }
+  target->mask->width = int32_t(width);
+  target->mask->height = int32_t(height);
+  target->mask->values.resize(size_t(width) * size_t(height));
+  return true;
+}
+
+png_bytep rowOf(const PngTarget& target, png_uint_32 y) {
+  if (!target.image) return &target.mask->values[size_t(y) * size_t(target.mask->width)];
+  const size_t at = hostSampleIndex(*target.image, 0, int32_t(y), 0);
+  return target.image->depth == 16 ? reinterpret_cast<png_bytep>(&target.image->words[at])
+                                   : &target.image->bytes[at];
+}
+
+// Runs libpng's reader straight into the target's rows: no second copy of
+// the picture is made. The row pointers live in the caller.
+bool decodePng(FILE* file, PngTarget* target, std::vector<png_bytep>* rows, PngErrorState* state) {
   png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, state, pngError, pngWarning);
   if (!png) return false;
   png_infop info = png_create_info_struct(png);
@@ -42,46 +77,45 @@ bool decodePng(FILE* file, DecodedPng* out, PngErrorState* state) {
     png_destroy_read_struct(&png, nullptr, nullptr);
     return false;
   }
-  std::vector<png_bytep>* rows = new std::vector<png_bytep>();
   if (setjmp(png_jmpbuf(png))) {
     png_destroy_read_struct(&png, &info, nullptr);
-    delete rows;
     return false;
   }
   png_init_io(png, file);
   png_read_info(png, info);
   const int colorType = png_get_color_type(png, info);
   const int bitDepth = png_get_bit_depth(png, info);
-  out->originalIsMaskKind = colorType == PNG_COLOR_TYPE_GRAY && bitDepth == 8 && !png_get_valid(png, info, PNG_INFO_tRNS);
+  const bool transparency = png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+  target->storedAsMaskKind = colorType == PNG_COLOR_TYPE_GRAY && bitDepth == 8 && !transparency;
   if (colorType == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
   if (colorType == PNG_COLOR_TYPE_GRAY && bitDepth < 8) png_set_expand_gray_1_2_4_to_8(png);
-  if (png_get_valid(png, info, PNG_INFO_tRNS)) png_set_tRNS_to_alpha(png);
+  if (transparency) png_set_tRNS_to_alpha(png);
   if (bitDepth == 16) png_set_swap(png);  // samples in the machine's order
   png_set_interlace_handling(png);
   png_read_update_info(png, info);
-  out->width = png_get_image_width(png, info);
-  out->height = png_get_image_height(png, info);
-  out->channels = png_get_channels(png, info);
-  out->bitDepth = png_get_bit_depth(png, info);
-  out->rowBytes = png_get_rowbytes(png, info);
-  if (out->width == 0 || out->height == 0 || out->width > 32767 || out->height > 32767) {
-    std::snprintf(state->message, sizeof state->message, "picture of %ux%u pixels is outside 1..32767",
-                  unsigned(out->width), unsigned(out->height));
+  if (target->image) {
+    png_charp name = nullptr;
+    int compression = 0;
+    png_bytep profile = nullptr;
+    png_uint_32 length = 0;
+    if (png_get_iCCP(png, info, &name, &compression, &profile, &length) != 0 && profile && length > 0)
+      target->image->iccProfile.assign(profile, profile + length);
+  }
+  const png_uint_32 height = png_get_image_height(png, info);
+  if (!sizeTarget(target, png_get_image_width(png, info), height, png_get_channels(png, info),
+                  png_get_bit_depth(png, info), state)) {
     png_destroy_read_struct(&png, &info, nullptr);
-    delete rows;
     return false;
   }
-  out->bytes.resize(out->rowBytes * out->height);
-  rows->resize(out->height);
-  for (png_uint_32 y = 0; y < out->height; ++y) (*rows)[y] = out->bytes.data() + size_t(y) * out->rowBytes;
+  rows->resize(height);
+  for (png_uint_32 y = 0; y < height; ++y) (*rows)[y] = rowOf(*target, y);
   png_read_image(png, rows->data());
   png_read_end(png, nullptr);
   png_destroy_read_struct(&png, &info, nullptr);
-  delete rows;
   return true;
 }
 
-bool decodeFile(const std::string& path, DecodedPng* decoded, std::string* error) {
+bool decodeFile(const std::string& path, PngTarget* target, std::string* error) {
   FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) {
     *error = "cannot open " + path;
@@ -96,7 +130,8 @@ bool decodeFile(const std::string& path, DecodedPng* decoded, std::string* error
   }
   std::rewind(file);
   PngErrorState state{};
-  const bool ok = decodePng(file, decoded, &state);
+  std::vector<png_bytep> rows;
+  const bool ok = decodePng(file, target, &rows, &state);
   std::fclose(file);
   if (!ok) {
     *error = "cannot read " + path + (state.message[0] ? std::string(": ") + state.message : std::string());
@@ -105,7 +140,7 @@ bool decodeFile(const std::string& path, DecodedPng* decoded, std::string* error
   return true;
 }
 
-bool encodePng(FILE* file, const HostImage& image, PngErrorState* state) {
+bool encodePng(FILE* file, const HostImage& image, std::vector<png_bytep>* rows, PngErrorState* state) {
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, state, pngError, pngWarning);
   if (!png) return false;
   png_infop info = png_create_info_struct(png);
@@ -113,66 +148,41 @@ bool encodePng(FILE* file, const HostImage& image, PngErrorState* state) {
     png_destroy_write_struct(&png, nullptr);
     return false;
   }
-  const int planes = imagePlanes(image);
-  const int bytesPerSample = image.depth == 16 ? 2 : 1;
-  const size_t rowBytes = size_t(image.width) * size_t(planes) * size_t(bytesPerSample);
-  std::vector<png_byte>* row = new std::vector<png_byte>(rowBytes);
   if (setjmp(png_jmpbuf(png))) {
     png_destroy_write_struct(&png, &info);
-    delete row;
     return false;
   }
   png_init_io(png, file);
+  // Writing must never dominate a run: the fastest deflate level with one
+  // cheap row filter compresses a photograph nearly as well as the default.
+  png_set_compression_level(png, 1);
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
   int colorType = 0;
   if (image.colorPlanes >= 3) colorType = image.hasAlpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
   else colorType = image.hasAlpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY;
   png_set_IHDR(png, info, png_uint_32(image.width), png_uint_32(image.height), image.depth == 16 ? 16 : 8,
                colorType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int32_t y = 0; y < image.height; ++y) {
-    const uint16_t* source = hostImageAt(image, 0, y);
-    png_byte* out = row->data();
-    for (size_t i = 0; i < size_t(image.width) * size_t(planes); ++i) {
-      if (bytesPerSample == 2) {
-        const uint16_t v = hostSampleToPng16(source[i]);
-        out[2 * i] = png_byte(v >> 8);  // PNG stores big-endian
-        out[2 * i + 1] = png_byte(v & 0xFF);
-      } else {
-        out[i] = png_byte(source[i] > 255 ? 255 : source[i]);
-      }
-    }
-    png_write_row(png, row->data());
+  if (!image.iccProfile.empty()) {
+    // A profile libpng finds malformed is left out rather than failing the file.
+    png_set_benign_errors(png, 1);
+    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, image.iccProfile.data(),
+                 png_uint_32(image.iccProfile.size()));
   }
+  png_write_info(png, info);
+  if (image.depth == 16) png_set_swap(png);  // PNG stores big-endian
+  png_write_image(png, rows->data());
   png_write_end(png, nullptr);
   png_destroy_write_struct(&png, &info);
-  delete row;
   return true;
 }
 
 }  // namespace
 
 bool readPngImage(const std::string& path, HostImage* image, std::string* error) {
-  DecodedPng decoded;
-  if (!decodeFile(path, &decoded, error)) return false;
-  const bool hasAlpha = decoded.channels == 2 || decoded.channels == 4;
-  const int colorPlanes = decoded.channels >= 3 ? 3 : 1;
-  const int depth = decoded.bitDepth == 16 ? 16 : 8;
-  hostImageAllocate(image, int32_t(decoded.width), int32_t(decoded.height), colorPlanes, hasAlpha, depth, 0);
-  const size_t count = size_t(decoded.width) * size_t(decoded.channels);
-  for (png_uint_32 y = 0; y < decoded.height; ++y) {
-    const png_byte* row = decoded.bytes.data() + size_t(y) * decoded.rowBytes;
-    uint16_t* out = hostImageAt(*image, 0, int32_t(y));
-    for (size_t i = 0; i < count; ++i) {
-      if (depth == 16) {
-        uint16_t v;
-        std::memcpy(&v, row + 2 * i, 2);
-        out[i] = pngSampleToHost16(v);
-      } else {
-        out[i] = row[i];
-      }
-    }
-  }
-  return true;
+  *image = HostImage();
+  PngTarget target;
+  target.image = image;
+  return decodeFile(path, &target, error);
 }
 
 bool writePngImage(const std::string& path, const HostImage& image, std::string* error) {
@@ -181,8 +191,16 @@ bool writePngImage(const std::string& path, const HostImage& image, std::string*
     *error = "cannot create " + path;
     return false;
   }
+  // The rows are the picture's own samples; libpng only reads them.
+  std::vector<png_bytep> rows(size_t(image.height));
+  for (int32_t y = 0; y < image.height; ++y) {
+    const size_t at = hostSampleIndex(image, 0, y, 0);
+    rows[size_t(y)] = image.depth == 16
+                          ? reinterpret_cast<png_bytep>(const_cast<uint16_t*>(&image.words[at]))
+                          : const_cast<png_bytep>(&image.bytes[at]);
+  }
   PngErrorState state{};
-  bool ok = encodePng(file, image, &state);
+  bool ok = encodePng(file, image, &rows, &state);
   if (std::fclose(file) != 0) ok = false;
   if (!ok) {
     std::remove(path.c_str());  // never leave half a file behind
@@ -192,23 +210,17 @@ bool writePngImage(const std::string& path, const HostImage& image, std::string*
 }
 
 bool readPngMask(const std::string& path, int32_t width, int32_t height, HostMask* mask, std::string* error) {
-  DecodedPng decoded;
-  if (!decodeFile(path, &decoded, error)) return false;
-  if (!decoded.originalIsMaskKind) {
-    *error = "mask " + path + " is not an 8-bit grey PNG without alpha";
+  PngTarget target;
+  target.mask = mask;
+  if (!decodeFile(path, &target, error)) {
+    if (!target.storedAsMaskKind && error->find("not an 8-bit grey") != std::string::npos)
+      *error = "mask " + path + " is not an 8-bit grey PNG without alpha";
     return false;
   }
-  if (int32_t(decoded.width) != width || int32_t(decoded.height) != height) {
-    *error = "mask " + path + " is " + std::to_string(decoded.width) + "x" + std::to_string(decoded.height) +
+  if (mask->width != width || mask->height != height) {
+    *error = "mask " + path + " is " + std::to_string(mask->width) + "x" + std::to_string(mask->height) +
              ", the picture " + std::to_string(width) + "x" + std::to_string(height);
     return false;
-  }
-  mask->width = width;
-  mask->height = height;
-  mask->values.resize(size_t(width) * size_t(height));
-  for (int32_t y = 0; y < height; ++y) {
-    std::memcpy(&mask->values[size_t(y) * size_t(width)], decoded.bytes.data() + size_t(y) * decoded.rowBytes,
-                size_t(width));
   }
   return true;
 }

@@ -2,8 +2,9 @@
 //
 // Reading accepts every PNG kind: palette pictures become RGB (with alpha
 // when they carry transparency), grey below 8 bits becomes 8-bit grey, and
-// 16-bit samples are brought to the host scale 0..32768. Writing keeps the
-// picture's kind and depth.
+// 16-bit samples are kept as stored. The rows are decoded straight into the
+// picture. Writing keeps the picture's kind and depth, at a fast compression
+// level; an embedded colour profile (iCCP) is carried both ways.
 #pragma once
 
 #include <string>

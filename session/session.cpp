@@ -11,6 +11,22 @@ bool hasHostAlpha(const FilterRecord* record) {
          record->filterCase == filterCaseEditableTransparencyWithSelection;
 }
 
+namespace {
+
+bool outLayerCountsUnset(const FilterRecord* record) {
+  return record->outLayerPlanes == 0 && record->outTransparencyMask == 0 && record->outNonLayerPlanes == 0;
+}
+
+}  // namespace
+
+int32_t outputAlphaPlane(const FilterRecord* record) {
+  return outLayerCountsUnset(record) ? record->inLayerPlanes : record->outLayerPlanes;
+}
+
+bool outputHasTransparency(const FilterRecord* record) {
+  return outLayerCountsUnset(record) ? record->inTransparencyMask != 0 : record->outTransparencyMask != 0;
+}
+
 void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux) {
   (void)aux;
   EdgeParameters* p = sessionParameters(session);

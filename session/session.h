@@ -105,6 +105,11 @@ inline int16_t resultOf(const FilterSession* session) { return *session->result;
 bool isEightBitImage(const FilterRecord* record);
 // Editable transparency: filterCase 4 or 5.
 bool hasHostAlpha(const FilterRecord* record);
+// The transparency plane of the output and whether the output has one. Some
+// hosts hand over a layer but leave the out-layer counts at 0; the input's
+// counts stand in for them then.
+int32_t outputAlphaPlane(const FilterRecord* record);
+bool outputHasTransparency(const FilterRecord* record);
 
 // Progress of the final run, throttled; silent for previews.
 void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux);

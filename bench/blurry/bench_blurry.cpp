@@ -23,11 +23,11 @@ const HostImage& picture() {
   if (image.width == 0) {
     hostImageAllocate(&image, 4096, 4096, 3, false, 8, 0);
     uint32_t state = 1;
-    for (size_t i = 0; i < image.samples.size(); ++i) {
+    for (size_t i = 0; i < image.bytes.size(); ++i) {
       state = state * 1664525u + 1013904223u;
       size_t pixel = i / 3;
       int32_t x = static_cast<int32_t>(pixel % 4096), y = static_cast<int32_t>(pixel / 4096);
-      image.samples[i] = static_cast<uint16_t>((((x / 40) ^ (y / 56)) & 1) * 160 + (state >> 27) + (x + y) % 64);
+      image.bytes[i] = static_cast<uint8_t>((((x / 40) ^ (y / 56)) & 1) * 160 + (state >> 27) + (x + y) % 64);
     }
   }
   return image;

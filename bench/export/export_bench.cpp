@@ -33,7 +33,7 @@ void exportCommand(benchmark::State& state) {
   const std::string input = scratch("in.png"), output = scratch("out.psd");
   HostImage image;
   image.width = WIDTH, image.height = HEIGHT, image.colorPlanes = 3, image.depth = 8;
-  image.samples = benchPicture().samples;
+  image.bytes.assign(benchPicture().samples.begin(), benchPicture().samples.end());
   std::string error;
   if (!writePngImage(input, image, &error)) {
     state.SkipWithError(error.c_str());

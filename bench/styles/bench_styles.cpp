@@ -28,8 +28,7 @@ const HostImage& picture() {
         int32_t dx = x - 2000, dy = y - 2100;
         int32_t ring = ((dx * dx + dy * dy) / 5000) & 1 ? 190 : 50;
         int32_t texture = ((x * 7 + y * 13) ^ (x * y)) & 31;
-        uint16_t* px = hostImageAt(p, x, y);
-        for (int32_t k = 0; k < 3; ++k) px[k] = static_cast<uint16_t>(ring + texture + 10 * k);
+        for (int32_t k = 0; k < 3; ++k) setHostSample(&p, x, y, k, static_cast<uint16_t>(ring + texture + 10 * k));
       }
     return p;
   }();

@@ -48,7 +48,7 @@ struct BlurryReference {
   double source(int32_t row, int32_t column) const {
     row = std::min(std::max(row, 0), height - 1);
     column = std::min(std::max(column, 0), width - 1);
-    const uint16_t* p = hostImageAt(image, left + column, top + row);
+    const HostPixel p = hostPixel(image, left + column, top + row);
     int32_t r = p[0], g = image.colorPlanes == 3 ? p[1] : p[0], b = image.colorPlanes == 3 ? p[2] : p[0];
     if (!luminance) return r;
     return static_cast<double>(299 * r + 587 * g + 114 * b) * 0.001;
@@ -87,7 +87,7 @@ struct BlurryReference {
 
 // What a value becomes after the trip through a 16-bit PNG file.
 int32_t throughPng(int32_t v, int32_t depth) {
-  return depth == 16 ? pngSampleToHost16(hostSampleToPng16(static_cast<uint32_t>(v))) : v;
+  return depth == 16 ? fileSampleToHost16(hostSampleToFile16(static_cast<uint32_t>(v))) : v;
 }
 
 std::vector<std::string> blurryOptions(int32_t smoothing, int32_t tweaker) {
@@ -136,7 +136,7 @@ TEST_P(Tiling, ResultIndependentOfTileGridAndMatchesReference) {
     for (int32_t x : telling(k.width)) {
       int32_t want = throughPng(reference.expected(y, x), k.depth);
       for (int32_t c = 0; c < k.colorPlanes; ++c)
-        ASSERT_EQ(hostImageAt(whole, x, y)[c], want) << kindName(k) << " at " << x << "," << y << " channel " << c;
+        ASSERT_EQ(hostPixel(whole, x, y)[c], want) << kindName(k) << " at " << x << "," << y << " channel " << c;
     }
 
   // The same picture with the filter rectangle moved, so the 256-pixel grid
@@ -149,9 +149,9 @@ TEST_P(Tiling, ResultIndependentOfTileGridAndMatchesReference) {
   int32_t compared = 0;
   for (int32_t y = 0; y < k.height; ++y)
     for (int32_t x = 0; x < k.width; ++x) {
-      const uint16_t* a = hostImageAt(whole, x, y);
-      const uint16_t* b = hostImageAt(moved, x, y);
-      const uint16_t* original = hostImageAt(input, x, y);
+      const HostPixel a = hostPixel(whole, x, y);
+      const HostPixel b = hostPixel(moved, x, y);
+      const HostPixel original = hostPixel(input, x, y);
       bool insideMoved = x >= l && y >= t;
       bool clearOfBorders = x - 41 >= l && y - 41 >= t && x + 41 < k.width && y + 41 < k.height;
       for (int32_t c = 0; c < k.colorPlanes; ++c) {
@@ -233,9 +233,9 @@ TEST(Transparency, AlphaOfALayerIsKeptAndColourFiltered) {
       BlurryReference reference(input, 0, 0, 150, 120, 20, 80);
       for (int32_t y = 0; y < 120; y += 7)
         for (int32_t x = 0; x < 150; x += 5) {
-          const uint16_t* p = hostImageAt(output, x, y);
+          const HostPixel p = hostPixel(output, x, y);
           // At 16 bits the filter writes full alpha; at 8 bits the layer's own.
-          int32_t alpha = depth == 16 ? throughPng(32768, 16) : hostImageAt(input, x, y)[planes];
+          int32_t alpha = depth == 16 ? throughPng(32768, 16) : hostPixel(input, x, y)[planes];
           ASSERT_EQ(p[planes], alpha) << tag << " at " << x << "," << y;
           ASSERT_EQ(p[0], throughPng(reference.expected(y, x), depth)) << tag << " at " << x << "," << y;
         }
@@ -247,7 +247,7 @@ TEST(Selection, MaskBlendsTheResultIntoTheOriginal) {
   HostImage mask;
   hostImageAllocate(&mask, 200, 160, 1, false, 8, 0);
   for (int32_t y = 0; y < 160; ++y)
-    for (int32_t x = 0; x < 200; ++x) hostImageAt(mask, x, y)[0] = static_cast<uint16_t>(x < 60 ? 0 : (x < 120 ? 128 : 255));
+    for (int32_t x = 0; x < 200; ++x) setHostSample(&mask, x, y, 0, x < 60 ? 0 : (x < 120 ? 128 : 255));
   std::string maskPath = scratchPath("mask.png");
   writePicture(maskPath, mask);
   HostImage plain = renderWith(input, blurryOptions(20, 80), "mask-plain");
@@ -258,7 +258,7 @@ TEST(Selection, MaskBlendsTheResultIntoTheOriginal) {
   for (int32_t y = 0; y < 160; ++y)
     for (int32_t x = 0; x < 200; ++x)
       for (int32_t c = 0; c < 3; ++c) {
-        int32_t o = hostImageAt(input, x, y)[c], f = hostImageAt(plain, x, y)[c], m = hostImageAt(masked, x, y)[c];
+        int32_t o = hostPixel(input, x, y)[c], f = hostPixel(plain, x, y)[c], m = hostPixel(masked, x, y)[c];
         if (x < 60) {
           ASSERT_EQ(m, o);
         } else if (x >= 120) {
@@ -388,7 +388,7 @@ TEST(Transparency, LayerWithMaskIsFilterCaseFive) {
   HostImage mask;
   hostImageAllocate(&mask, 120, 90, 1, false, 8, 0);
   for (int32_t y = 0; y < 90; ++y)
-    for (int32_t x = 60; x < 120; ++x) hostImageAt(mask, x, y)[0] = 255;
+    for (int32_t x = 60; x < 120; ++x) setHostSample(&mask, x, y, 0, 255);
   std::string maskPath = scratchPath("mask5.png");
   writePicture(maskPath, mask);
   HostImage plain = renderWith(input, blurryOptions(20, 80), "case4");
@@ -399,8 +399,8 @@ TEST(Transparency, LayerWithMaskIsFilterCaseFive) {
   for (int32_t y = 0; y < 90; ++y)
     for (int32_t x = 0; x < 120; ++x)
       for (int32_t c = 0; c < 4; ++c) {
-        int32_t want = x < 60 ? hostImageAt(input, x, y)[c] : hostImageAt(plain, x, y)[c];
-        ASSERT_EQ(hostImageAt(masked, x, y)[c], want) << x << "," << y << " channel " << c;
+        int32_t want = x < 60 ? hostPixel(input, x, y)[c] : hostPixel(plain, x, y)[c];
+        ASSERT_EQ(hostPixel(masked, x, y)[c], want) << x << "," << y << " channel " << c;
       }
 }
 

@@ -61,6 +61,10 @@ HostRun runHost(const std::vector<std::string>& options, const std::string& inpu
                     quote(output));
 }
 
+HostRun runHostWith(const std::vector<std::string>& arguments) {
+  return runCommand(quote(std::string(ML_NATIVE_BIN) + "/marrowline-host") + joinOptions(arguments));
+}
+
 bool windowsBuildPresent() {
   std::string bin = ML_WIN64_BIN;
   return fileExists(bin + "/marrowline-host.exe") && fileExists(bin + "/Marrowline.8bf");
@@ -108,7 +112,7 @@ HostImage makeTestPicture(int32_t width, int32_t height, int32_t colorPlanes, bo
   };
   for (int32_t y = 0; y < height; ++y)
     for (int32_t x = 0; x < width; ++x) {
-      uint16_t* p = hostImageAt(image, x, y);
+      uint16_t p[4] = {};
       for (int32_t k = 0; k < colorPlanes; ++k) {
         int32_t v = ((x * (3 + k) + y * (5 - k)) * 2) % 256;  // gradients
         if (((x / 23) + (y / 31) + k) % 3 == 0) v = 255 - v;     // hard-edged blocks
@@ -120,6 +124,7 @@ HostImage makeTestPicture(int32_t width, int32_t height, int32_t colorPlanes, bo
         if (p[k] > top) p[k] = static_cast<uint16_t>(top);
       }
       if (alpha) p[colorPlanes] = static_cast<uint16_t>(((x + 2 * y) % 97) * top / 96);
+      for (int32_t k = 0; k < imagePlanes(image); ++k) setHostSample(&image, x, y, k, p[k]);
     }
   return image;
 }

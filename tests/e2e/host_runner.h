@@ -18,6 +18,8 @@ std::string scratchPath(const std::string& name);
 
 // Runs the native host with the given options on INPUT -> OUTPUT.
 HostRun runHost(const std::vector<std::string>& options, const std::string& input, const std::string& output);
+// The native host with exactly these arguments (batch runs, --help).
+HostRun runHostWith(const std::vector<std::string>& arguments);
 // The same with the Windows host and module under wine.
 HostRun runWindowsHost(const std::vector<std::string>& options, const std::string& input, const std::string& output);
 bool windowsBuildPresent();

@@ -19,7 +19,7 @@ namespace {
 HostImage picture(int32_t width, int32_t height) {
   HostImage image;
   hostImageAllocate(&image, width, height, 3, false, 8, 0);
-  for (size_t i = 0; i < image.samples.size(); ++i) image.samples[i] = static_cast<uint16_t>((i * 37 + i / 91) & 255);
+  for (size_t i = 0; i < image.bytes.size(); ++i) image.bytes[i] = static_cast<uint8_t>((i * 37 + i / 91) & 255);
   return image;
 }
 
@@ -99,7 +99,7 @@ TEST(Start, MultichannelIsRefusedWithoutWords) {
 TEST(Start, HostWithoutDisplayPixelsEndsTheRunAtOnce) {
   HostImage image = picture(40, 30), filtered;
   EXPECT_EQ(startWith(image, [](FilterRecord* r) { r->displayPixels = nullptr; }, &filtered), 0);
-  EXPECT_TRUE(filtered.samples == image.samples);  // no tile was rendered
+  EXPECT_TRUE(hostImagesEqual(filtered, image));  // no tile was rendered
 }
 
 TEST(Parameters, WorkingCopiesFollowTheUserValues) {

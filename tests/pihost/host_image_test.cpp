@@ -14,7 +14,7 @@ HostImage numberedPicture(int32_t width, int32_t height, int32_t colorPlanes, bo
   hostImageAllocate(&image, width, height, colorPlanes, alpha, depth, 0);
   for (int32_t y = 0; y < height; ++y)
     for (int32_t x = 0; x < width; ++x)
-      for (int32_t p = 0; p < imagePlanes(image); ++p) hostImageAt(image, x, y)[p] = uint16_t(100 * p + 10 * y + x);
+      for (int32_t p = 0; p < imagePlanes(image); ++p) setHostSample(&image, x, y, p, uint16_t(100 * p + 10 * y + x));
   return image;
 }
 
@@ -36,15 +36,15 @@ CutRequest request(int16_t top, int16_t left, int16_t bottom, int16_t right, int
 }
 
 TEST(HostSampleScale, EveryHostValueSurvivesThePngRoundTrip) {
-  EXPECT_EQ(pngSampleToHost16(0), 0);
-  EXPECT_EQ(pngSampleToHost16(65535), 32768);
-  EXPECT_EQ(hostSampleToPng16(32768), 65535);
-  EXPECT_EQ(hostSampleToPng16(0), 0);
-  EXPECT_EQ(hostSampleToPng16(40000), 65535);  // past white is clamped
+  EXPECT_EQ(fileSampleToHost16(0), 0);
+  EXPECT_EQ(fileSampleToHost16(65535), 32768);
+  EXPECT_EQ(hostSampleToFile16(32768), 65535);
+  EXPECT_EQ(hostSampleToFile16(0), 0);
+  EXPECT_EQ(hostSampleToFile16(40000), 65535);  // past white is clamped
   // in = (v * 32768 + 32767) / 65535, out = (v * 65535 + 16384) / 32768
-  EXPECT_EQ(pngSampleToHost16(1), (1u * 32768u + 32767u) / 65535u);
-  EXPECT_EQ(hostSampleToPng16(1), (65535u + 16384u) / 32768u);
-  for (uint32_t s = 0; s <= 32768; ++s) ASSERT_EQ(pngSampleToHost16(hostSampleToPng16(s)), s) << s;
+  EXPECT_EQ(fileSampleToHost16(1), (1u * 32768u + 32767u) / 65535u);
+  EXPECT_EQ(hostSampleToFile16(1), (65535u + 16384u) / 32768u);
+  for (uint32_t s = 0; s <= 32768; ++s) ASSERT_EQ(fileSampleToHost16(hostSampleToFile16(s)), s) << s;
 }
 
 TEST(CutImageRect, InsideThePictureCopiesTheRequestedPlanesInterleaved) {
@@ -168,7 +168,7 @@ TEST(CommitImageRect, WritesOnlyInsideTheClip) {
   for (int32_t y = 0; y < 6; ++y)
     for (int32_t x = 0; x < 6; ++x) {
       const bool written = y >= 2 && y < 4 && x >= 2 && x < 5;
-      EXPECT_EQ(hostImageAt(image, x, y)[0], written ? 250 : hostImageAt(before, x, y)[0]) << x << "," << y;
+      EXPECT_EQ(hostPixel(image, x, y)[0], written ? 250 : hostPixel(before, x, y)[0]) << x << "," << y;
     }
 }
 
@@ -181,14 +181,14 @@ TEST(BlendByMask, LaysTheFilteredPictureInByTheMask) {
   mask.height = 1;
   mask.values = {0, 255, 128, 255};
   blendByMask(original, filtered, &mask, Rect{0, 0, 1, 3}, &result);
-  EXPECT_EQ(hostImageAt(result, 0, 0)[0], 10);
-  EXPECT_EQ(hostImageAt(result, 1, 0)[0], 200);
-  EXPECT_EQ(hostImageAt(result, 2, 0)[0], (200 * 128 + 10 * 127 + 127) / 255);
-  EXPECT_EQ(hostImageAt(result, 2, 0)[1], (200 * 128 + 10 * 127 + 127) / 255);  // alpha too
-  EXPECT_EQ(hostImageAt(result, 3, 0)[0], 10);  // outside the filter rectangle
+  EXPECT_EQ(hostPixel(result, 0, 0)[0], 10);
+  EXPECT_EQ(hostPixel(result, 1, 0)[0], 200);
+  EXPECT_EQ(hostPixel(result, 2, 0)[0], (200 * 128 + 10 * 127 + 127) / 255);
+  EXPECT_EQ(hostPixel(result, 2, 0)[1], (200 * 128 + 10 * 127 + 127) / 255);  // alpha too
+  EXPECT_EQ(hostPixel(result, 3, 0)[0], 10);  // outside the filter rectangle
   blendByMask(original, filtered, nullptr, Rect{0, 0, 1, 2}, &result);
-  EXPECT_EQ(hostImageAt(result, 1, 0)[0], 200);
-  EXPECT_EQ(hostImageAt(result, 2, 0)[0], 10);
+  EXPECT_EQ(hostPixel(result, 1, 0)[0], 200);
+  EXPECT_EQ(hostPixel(result, 2, 0)[0], 10);
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ TEST(HostOptions, MistakesGiveOneClearMessage) {
     std::initializer_list<const char*> args;
     const char* fragment;
   } cases[] = {
-      {{"a.png"}, "expected INPUT.png and OUTPUT.png"},
+      {{"a.png"}, "expected INPUT and OUTPUT"},
       {{"a.png", "b.png", "c.png"}, "too many arguments"},
       {{"--frobnicate", "a.png", "b.png"}, "unknown option --frobnicate"},
       {{"a.png", "b.png", "--smoothing"}, "--smoothing needs a value"},

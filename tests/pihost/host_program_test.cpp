@@ -42,7 +42,7 @@ HostImage picture(int32_t colorPlanes, bool alpha, int32_t depth) {
   for (int32_t y = 0; y < 40; ++y)
     for (int32_t x = 0; x < 50; ++x)
       for (int32_t p = 0; p < imagePlanes(image); ++p)
-        hostImageAt(image, x, y)[p] = uint16_t((x * 5 + y * 3 + p * 40) % 256 * top / 255);
+        setHostSample(&image, x, y, p, uint16_t((x * 5 + y * 3 + p * 40) % 256 * top / 255));
   return image;
 }
 
@@ -85,8 +85,8 @@ TEST(HostProgram, FiltersEveryKindOfPictureAndKeepsItsKind) {
       for (int32_t x = 0; x < 50; ++x)
         for (int32_t p = 0; p < imagePlanes(in); ++p) {
           const bool inside = x >= 10 && x < 45 && y >= 5 && y < 30 && p < in.colorPlanes;
-          const int32_t v = hostImageAt(in, x, y)[p];
-          ASSERT_EQ(hostImageAt(out, x, y)[p], inside ? imageMaxValue(in) - v : v) << x << "," << y;
+          const int32_t v = hostPixel(in, x, y)[p];
+          ASSERT_EQ(hostPixel(out, x, y)[p], inside ? imageMaxValue(in) - v : v) << x << "," << y;
         }
   }
 }

@@ -16,7 +16,7 @@ HostImage gradient(int32_t width, int32_t height, int32_t colorPlanes, bool alph
   for (int32_t y = 0; y < height; ++y)
     for (int32_t x = 0; x < width; ++x)
       for (int32_t p = 0; p < imagePlanes(image); ++p)
-        hostImageAt(image, x, y)[p] = uint16_t(((x * 7 + y * 13 + p * 50) % 256) * top / 255);
+        setHostSample(&image, x, y, p, uint16_t(((x * 7 + y * 13 + p * 50) % 256) * top / 255));
   return image;
 }
 
@@ -42,10 +42,10 @@ void expectInvertedInside(const HostImage& before, const HostImage& after, const
     for (int32_t x = 0; x < before.width; ++x) {
       const bool inside = y >= area.top && y < area.bottom && x >= area.left && x < area.right;
       for (int32_t p = 0; p < imagePlanes(before); ++p) {
-        const int32_t original = hostImageAt(before, x, y)[p];
+        const int32_t original = hostPixel(before, x, y)[p];
         const bool colour = p < before.colorPlanes;
         const int32_t expected = inside && colour ? top - original : original;
-        ASSERT_EQ(hostImageAt(after, x, y)[p], expected) << x << "," << y << " plane " << p;
+        ASSERT_EQ(hostPixel(after, x, y)[p], expected) << x << "," << y << " plane " << p;
       }
     }
 }
@@ -136,8 +136,8 @@ TEST(HostSession, TheMaskBlendsTheFilteredResultIn) {
   for (int32_t y = 0; y < 4; ++y)
     for (int32_t x = 0; x < 16; ++x) {
       const uint32_t m = mask.values[size_t(y * 16 + x)];
-      const uint32_t o = hostImageAt(image, x, y)[0];
-      EXPECT_EQ(hostImageAt(run.output, x, y)[0], ((255 - o) * m + o * (255 - m) + 127) / 255);
+      const uint32_t o = hostPixel(image, x, y)[0];
+      EXPECT_EQ(hostPixel(run.output, x, y)[0], ((255 - o) * m + o * (255 - m) + 127) / 255);
     }
 }
 

@@ -74,7 +74,7 @@ std::string solidRedPicture() {
   HostImage image;
   hostImageAllocate(&image, 40, 30, 3, false, 8, 0);
   for (int32_t y = 0; y < 30; ++y)
-    for (int32_t x = 0; x < 40; ++x) hostImageAt(image, x, y)[0] = 230;
+    for (int32_t x = 0; x < 40; ++x) setHostSample(&image, x, y, 0, 230);
   writePicture(path, image);
   return path;
 }
@@ -206,7 +206,7 @@ TEST(PresetTool, WriteShowAndThumbnail) {
   HostImage thumb = readPicture(png);
   EXPECT_EQ(thumb.width, 128);
   EXPECT_EQ(thumb.height, 128);
-  const uint16_t* middle = hostImageAt(thumb, 64, 64);
+  const HostPixel middle = hostPixel(thumb, 64, 64);
   EXPECT_NEAR(middle[0], 230, 6);
   EXPECT_LT(middle[1], 10);
 }

@@ -185,21 +185,22 @@ bool thumbnailFromPicture(FilterSession* session, const std::string& path, std::
   HostImage picture;
   if (!readPngImage(path, &picture, error)) return false;
   const int32_t planes = imagePlanes(picture);
-  std::vector<uint8_t> bytes;
+  std::vector<uint16_t> hostWords;
   ThumbnailSource source;
   std::memset(&source, 0, sizeof source);
   source.width = picture.width;
   source.height = picture.height;
   source.grey = picture.colorPlanes < 3;
   if (picture.depth == 16) {
+    // The filter's 16-bit scale, 0..32768.
     source.kind = THUMB_SAMPLES_16;
-    source.data = reinterpret_cast<const uint8_t*>(picture.samples.data());
+    hostWords.resize(hostSampleCount(picture));
+    for (size_t i = 0; i < hostWords.size(); ++i) hostWords[i] = hostSampleAtIndex(picture, i);
+    source.data = reinterpret_cast<const uint8_t*>(hostWords.data());
     source.columnBytes = planes * 2;
   } else {
     source.kind = THUMB_SAMPLES_8;
-    bytes.reserve(picture.samples.size());
-    for (uint16_t sample : picture.samples) bytes.push_back(static_cast<uint8_t>(sample > 255 ? 255 : sample));
-    source.data = bytes.data();
+    source.data = picture.bytes.data();
     source.columnBytes = planes;
   }
   source.rowBytes = source.columnBytes * picture.width;
@@ -272,8 +273,7 @@ int writeThumbnail(Tool* tool, const std::string& path, const std::string& outPa
     for (int32_t x = 0; x < picture.width; ++x) {
       int32_t channels[4];
       getBytes4(x, y, thumbnail, 0, channels);
-      uint16_t* out = hostImageAt(picture, x, y);
-      for (int c = 0; c < 3; ++c) out[c] = static_cast<uint16_t>(channels[c]);
+      for (int c = 0; c < 3; ++c) setHostSample(&picture, x, y, c, static_cast<uint16_t>(channels[c]));
     }
   std::string error;
   if (!writePngImage(outPath, picture, &error)) return fail(EXIT_FILE, error);

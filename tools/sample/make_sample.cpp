@@ -66,13 +66,12 @@ int main(int argc, char** argv) {
     for (int x = 0; x < w; ++x) {
       double rgb[3], alpha;
       samplePixel(x, y, w, h, rgb, &alpha);
-      uint16_t* p = hostImageAt(image, x, y);
       if (planes == 1) {
-        p[0] = uint16_t((0.3 * rgb[0] + 0.59 * rgb[1] + 0.11 * rgb[2]) * top);
+        setHostSample(&image, x, y, 0, uint16_t((0.3 * rgb[0] + 0.59 * rgb[1] + 0.11 * rgb[2]) * top));
       } else {
-        for (int k = 0; k < 3; ++k) p[k] = uint16_t(rgb[k] * top);
+        for (int k = 0; k < 3; ++k) setHostSample(&image, x, y, k, uint16_t(rgb[k] * top));
       }
-      if (image.hasAlpha) p[planes] = uint16_t(alpha * top);
+      if (image.hasAlpha) setHostSample(&image, x, y, planes, uint16_t(alpha * top));
     }
   std::string error;
   if (!writePngImage(argv[1], image, &error)) {
