@@ -18,3 +18,313 @@ void platformShowRefusal(const char* title, const char* text) {
 
 int platformRefusalCount() { return refusals; }
 const char* platformLastRefusal() { return lastRefusal.c_str(); }
+
+// ---------------------------------------------------------------------------
+// Headless dialogs: one at a time, its children as plain records.
+
+#include <cstdio>
+#include <deque>
+#include <map>
+
+#include "platform/posix/headless_window.h"
+
+namespace {
+
+struct HeadlessChild {
+  ChildKind kind = CHILD_STATIC;
+  WindowRect rect{};
+  std::string text;
+  bool checked = false;
+  std::vector<std::string> items;
+  int32_t selection = -1;
+  bool enabled = true;
+  int32_t icon = -1;
+};
+
+struct HeadlessDialog {
+  DialogProc proc = nullptr;
+  void* context = nullptr;
+  bool open = false;
+  int32_t endCode = 0;
+  int32_t clientWidth = 0, clientHeight = 0;
+  std::map<int32_t, HeadlessChild> children;
+  std::deque<WindowEvent> posted;
+  std::map<int32_t, int32_t> timers;
+  bool captured = false;
+};
+
+HeadlessDialog dialog;
+HeadlessDriver driver;
+HeadlessFileAnswer fileAnswer;
+WindowCursor cursor = CURSOR_ARROW;
+std::vector<DrawCall> drawCalls;
+int32_t fileDialogs = 0, aboutBoxes = 0, infoBoxes = 0;
+WindowCanvas* const HEADLESS_CANVAS = reinterpret_cast<WindowCanvas*>(&drawCalls);
+
+HeadlessChild* childOf(WindowHandle window, int32_t id) {
+  if (window != &dialog) return nullptr;
+  auto found = dialog.children.find(id);
+  return found == dialog.children.end() ? nullptr : &found->second;
+}
+
+void deliver(const WindowEvent& event) {
+  if (dialog.open) dialog.proc(&dialog, event, dialog.context);
+}
+
+void drainPosted() {
+  while (dialog.open && !dialog.posted.empty()) {
+    WindowEvent event = dialog.posted.front();
+    dialog.posted.pop_front();
+    deliver(event);
+  }
+}
+
+WindowEvent mouseEvent(WindowEventKind kind, int32_t x, int32_t y, bool right, bool ctrl) {
+  WindowEvent event{};
+  event.kind = kind;
+  event.x = x;
+  event.y = y;
+  event.rightButton = right;
+  event.ctrl = ctrl;
+  return event;
+}
+
+WindowEvent commandEvent(int32_t id, int32_t code) {
+  WindowEvent event{};
+  event.kind = EVENT_COMMAND;
+  event.id = id;
+  event.code = code;
+  return event;
+}
+
+void record(DrawKind kind, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+  DrawCall call{};
+  call.kind = kind;
+  call.bitmapId = -1;
+  call.x0 = x0;
+  call.y0 = y0;
+  call.x1 = x1;
+  call.y1 = y1;
+  drawCalls.push_back(call);
+}
+
+}  // namespace
+
+int32_t windowRunDialog(const DialogSpec& spec, void*, DialogProc proc, void* context) {
+  if (!driver || dialog.open) return -1;
+  dialog = HeadlessDialog{};
+  dialog.proc = proc;
+  dialog.context = context;
+  dialog.open = true;
+  for (int32_t i = 0; i < spec.childCount; ++i) dialog.children[spec.children[i].id].kind = spec.children[i].kind;
+  WindowEvent create{};
+  create.kind = EVENT_CREATE;
+  headlessSend(&dialog, create);
+  if (dialog.open) driver(&dialog);
+  if (dialog.open) headlessSend(&dialog, commandEvent(2, CODE_CLICKED));
+  dialog.open = false;
+  dialog.posted.clear();
+  dialog.timers.clear();
+  dialog.captured = false;
+  return dialog.endCode;
+}
+
+void windowEndDialog(WindowHandle window, int32_t code) {
+  if (window != &dialog) return;
+  dialog.endCode = code;
+  dialog.open = false;
+}
+
+void windowPostEvent(WindowHandle window, const WindowEvent& event) {
+  if (window == &dialog) dialog.posted.push_back(event);
+}
+
+void windowPlaceDialog(WindowHandle window, int32_t clientWidth, int32_t clientHeight) {
+  if (window != &dialog) return;
+  dialog.clientWidth = clientWidth;
+  dialog.clientHeight = clientHeight;
+}
+
+void windowMoveChild(WindowHandle window, int32_t id, const WindowRect& rect) {
+  if (HeadlessChild* child = childOf(window, id)) child->rect = rect;
+}
+
+WindowRect windowChildRect(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child ? child->rect : WindowRect{};
+}
+
+void windowSetText(WindowHandle window, int32_t id, const char* text) {
+  HeadlessChild* child = childOf(window, id);
+  if (!child) return;
+  child->text = text;
+  // As the system does, a number box tells its owner at once.
+  if (child->kind == CHILD_NUMBER_BOX) deliver(commandEvent(id, CODE_TEXT_CHANGED));
+}
+
+int32_t windowGetText(WindowHandle window, int32_t id, char* text, int32_t capacity) {
+  HeadlessChild* child = childOf(window, id);
+  if (capacity <= 0) return 0;
+  std::snprintf(text, static_cast<size_t>(capacity), "%s", child ? child->text.c_str() : "");
+  return static_cast<int32_t>(std::string(text).size());
+}
+
+void windowSetCheck(WindowHandle window, int32_t id, bool checked) {
+  if (HeadlessChild* child = childOf(window, id)) child->checked = checked;
+}
+bool windowGetCheck(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child && child->checked;
+}
+void windowAddListItem(WindowHandle window, int32_t id, const char* text) {
+  if (HeadlessChild* child = childOf(window, id)) child->items.push_back(text);
+}
+void windowSetSelection(WindowHandle window, int32_t id, int32_t position) {
+  HeadlessChild* child = childOf(window, id);
+  if (!child) return;
+  child->selection = (position >= 0 && position < static_cast<int32_t>(child->items.size())) ? position : -1;
+}
+int32_t windowGetSelection(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child ? child->selection : -1;
+}
+void windowEnableChild(WindowHandle window, int32_t id, bool enabled) {
+  if (HeadlessChild* child = childOf(window, id)) child->enabled = enabled;
+}
+void windowSetIcon(WindowHandle window, int32_t id, int32_t iconId) {
+  if (HeadlessChild* child = childOf(window, id)) child->icon = iconId;
+}
+void windowRepaintChild(WindowHandle, int32_t) {}
+
+void windowCaptureMouse(WindowHandle window) { dialog.captured = window == &dialog; }
+void windowReleaseMouse(WindowHandle) { dialog.captured = false; }
+void windowSetTimer(WindowHandle window, int32_t id, int32_t milliseconds) {
+  if (window == &dialog) dialog.timers[id] = milliseconds;
+}
+void windowKillTimer(WindowHandle window, int32_t id) {
+  if (window == &dialog) dialog.timers.erase(id);
+}
+void windowSetCursor(WindowCursor next) { cursor = next; }
+
+WindowCanvas* windowBeginDrawing(WindowHandle) { return HEADLESS_CANVAS; }
+void windowEndDrawing(WindowHandle, WindowCanvas*) {}
+void* canvasNativeContext(WindowCanvas* canvas) { return canvas; }
+
+void canvasBitmap(WindowCanvas*, int32_t bitmapId, int32_t x, int32_t y) {
+  record(DRAW_BITMAP, x, y, x, y);
+  drawCalls.back().bitmapId = bitmapId;
+}
+void canvasLine(WindowCanvas*, int32_t x0, int32_t y0, int32_t x1, int32_t y1, int32_t width, uint32_t colour) {
+  record(DRAW_LINE, x0, y0, x1, y1);
+  drawCalls.back().width = width;
+  drawCalls.back().colour = colour;
+}
+int32_t canvasTextWidth(WindowCanvas*, const char* text) {
+  return static_cast<int32_t>(std::string(text).size()) * HEADLESS_CHARACTER_WIDTH;
+}
+void canvasText(WindowCanvas*, int32_t x, int32_t y, const char* text, uint32_t colour) {
+  record(DRAW_TEXT, x, y, x, y);
+  drawCalls.back().text = text;
+  drawCalls.back().colour = colour;
+}
+void canvasClip(WindowCanvas*, const WindowRect& r) { record(DRAW_CLIP, r.left, r.top, r.right, r.bottom); }
+void canvasUnclip(WindowCanvas*) { record(DRAW_UNCLIP, 0, 0, 0, 0); }
+void canvasExcludeClip(WindowCanvas*, const WindowRect& r) { record(DRAW_EXCLUDE, r.left, r.top, r.right, r.bottom); }
+void canvasFillWhite(WindowCanvas*, const WindowRect& r) { record(DRAW_FILL_WHITE, r.left, r.top, r.right, r.bottom); }
+
+bool windowFileDialog(WindowHandle, const FileDialogRequest& request, char* path, int32_t capacity) {
+  ++fileDialogs;
+  std::string chosen = path;
+  if (!fileAnswer || !fileAnswer(request, &chosen) || capacity <= 0) return false;
+  std::snprintf(path, static_cast<size_t>(capacity), "%s", chosen.c_str());
+  return true;
+}
+
+int32_t windowRunAboutBox(const char*) { return ++aboutBoxes, 1; }
+int32_t windowRunInfoBox(bool (*)()) { return ++infoBoxes, 1; }
+void windowCloseBoxes() {}
+
+// --- What tests use ---------------------------------------------------------
+
+void headlessSetDriver(HeadlessDriver next) { driver = std::move(next); }
+
+void headlessSend(WindowHandle window, const WindowEvent& event) {
+  if (window != &dialog) return;
+  deliver(event);
+  drainPosted();
+}
+
+void headlessPress(WindowHandle window, int32_t x, int32_t y, bool right, bool ctrl) {
+  headlessSend(window, mouseEvent(EVENT_MOUSE_DOWN, x, y, right, ctrl));
+}
+void headlessMove(WindowHandle window, int32_t x, int32_t y, bool right, bool ctrl) {
+  headlessSend(window, mouseEvent(EVENT_MOUSE_MOVE, x, y, right, ctrl));
+}
+void headlessRelease(WindowHandle window, int32_t x, int32_t y, bool right) {
+  headlessSend(window, mouseEvent(EVENT_MOUSE_UP, x, y, right, false));
+}
+
+void headlessClick(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  if (!child || !child->enabled) return;
+  if (child->kind == CHILD_CHECKBOX) child->checked = !child->checked;
+  headlessSend(window, commandEvent(id, CODE_CLICKED));
+}
+
+void headlessType(WindowHandle window, int32_t id, const char* text) {
+  windowSetText(window, id, text);
+  drainPosted();
+}
+
+void headlessChoose(WindowHandle window, int32_t id, int32_t position) {
+  windowSetSelection(window, id, position);
+  headlessSend(window, commandEvent(id, CODE_SELECTION_CHANGED));
+}
+
+void headlessFireTimer(WindowHandle window, int32_t id) {
+  WindowEvent event{};
+  event.kind = EVENT_TIMER;
+  event.id = id;
+  headlessSend(window, event);
+}
+
+void headlessPaint(WindowHandle window) {
+  WindowEvent event{};
+  event.canvas = HEADLESS_CANVAS;
+  event.kind = EVENT_ERASE;
+  headlessSend(window, event);
+  event.kind = EVENT_PAINT;
+  headlessSend(window, event);
+}
+
+bool headlessDialogOpen() { return dialog.open; }
+bool headlessChildExists(WindowHandle window, int32_t id) { return childOf(window, id) != nullptr; }
+std::string headlessText(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child ? child->text : std::string();
+}
+bool headlessChecked(WindowHandle window, int32_t id) { return windowGetCheck(window, id); }
+int32_t headlessSelection(WindowHandle window, int32_t id) { return windowGetSelection(window, id); }
+int32_t headlessListSize(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child ? static_cast<int32_t>(child->items.size()) : 0;
+}
+bool headlessEnabled(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child && child->enabled;
+}
+int32_t headlessIcon(WindowHandle window, int32_t id) {
+  HeadlessChild* child = childOf(window, id);
+  return child ? child->icon : -1;
+}
+bool headlessCaptured(WindowHandle window) { return window == &dialog && dialog.captured; }
+WindowCursor headlessCursor() { return cursor; }
+bool headlessTimerArmed(WindowHandle window, int32_t id) { return window == &dialog && dialog.timers.count(id) != 0; }
+WindowRect headlessWindowClient(WindowHandle) { return WindowRect{0, 0, dialog.clientWidth, dialog.clientHeight}; }
+
+const std::vector<DrawCall>& headlessDrawCalls() { return drawCalls; }
+void headlessClearDrawCalls() { drawCalls.clear(); }
+void headlessSetFileAnswer(HeadlessFileAnswer answer) { fileAnswer = std::move(answer); }
+int32_t headlessFileDialogCount() { return fileDialogs; }
+int32_t headlessAboutBoxCount() { return aboutBoxes; }
+int32_t headlessInfoBoxCount() { return infoBoxes; }
