@@ -71,7 +71,14 @@ bool readPixels(TIFF* tiff, HostImage* image, const RowLayout& layout) {
     TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tileWidth);
     TIFFGetField(tiff, TIFFTAG_TILELENGTH, &tileHeight);
     if (tileWidth == 0 || tileHeight == 0 || tileWidth > 65536 || tileHeight > 65536) return false;
-    std::vector<uint8_t> tile(size_t(TIFFTileSize(tiff)));
+    // A tile may overhang the picture, but one larger than the whole picture
+    // (or 64 MB) only says the header lies: a short file must not make us
+    // ask for gigabytes.
+    const uint64_t tileBytes = uint64_t(TIFFTileSize64(tiff));
+    const uint64_t pictureBytes =
+        uint64_t(image->width) * uint64_t(image->height) * uint64_t(layout.samplesPerPixel) * uint64_t(bytesPerSample);
+    if (tileBytes == 0 || tileBytes > std::max<uint64_t>(pictureBytes, uint64_t(64) << 20)) return false;
+    std::vector<uint8_t> tile(static_cast<size_t>(tileBytes));
     const int32_t tileStride = int32_t(tileWidth) * (layout.separate ? 1 : layout.samplesPerPixel) * bytesPerSample;
     for (int32_t plane = 0; plane < planeCount; ++plane) {
       for (uint32_t ty = 0; ty < uint32_t(image->height); ty += tileHeight) {
@@ -126,6 +133,7 @@ bool readTiffImage(const std::string& path, HostImage* image, std::string* error
   if (!refusal && bits != 8 && bits != 16) refusal = "only 8- and 16-bit TIFF pictures can be read";
   if (!refusal && format != SAMPLEFORMAT_UINT) refusal = "only unsigned integer TIFF samples can be read";
   if (!refusal && samples < colorPlanes) refusal = "fewer samples than colour planes";
+  if (!refusal && samples > 256) refusal = "more than 256 samples a pixel";
   if (!refusal && (width == 0 || height == 0 || width > 32767 || height > 32767))
     refusal = "the picture must be 1..32767 pixels on each side";
   if (refusal) {
