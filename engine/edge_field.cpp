@@ -1,5 +1,6 @@
 #include "engine/edge_field.h"
 
+#include "engine/field_kernels.h"
 #include "numeric/portable_math.h"
 
 void buildEdgeKernels(double sigma, EdgeKernels* kernels) {
@@ -69,41 +70,8 @@ void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, doubl
   else
     takeSource<uint16_t>(sourceSelector, tile, rows0, source);
 
-  // First pass. Every output sample starts from its centre tap and adds the
-  // pairs for i = 1 .. n-2 in increasing i (G[n-1] is never used); the loops
-  // run over whole rows so each tap is one multiply per pair of samples.
-  for (int32_t r = 0; r < rows1; ++r) {
-    const double* centre = source + static_cast<size_t>(r + 20) * t + 20;
-    double* down = smoothedDown + static_cast<size_t>(r) * s1;
-    double* across = smoothedAcross + static_cast<size_t>(r) * s1;
-    for (int32_t c = 0; c < s1; ++c) down[c] = centre[c] * g[0];
-    for (int32_t c = 0; c < s1; ++c) across[c] = centre[c] * g[0];
-    for (int32_t i = 1; i <= n - 2; ++i) {
-      const double* up = centre - static_cast<size_t>(i) * t;
-      const double* below = centre + static_cast<size_t>(i) * t;
-      const double gi = g[i];
-      for (int32_t c = 0; c < s1; ++c) down[c] += (up[c] + below[c]) * gi;
-    }
-    for (int32_t i = 1; i <= n - 2; ++i) {
-      const double gi = g[i];
-      for (int32_t c = 0; c < s1; ++c) across[c] += (centre[c - i] + centre[c + i]) * gi;
-    }
-  }
-
-  // Second pass: sums from 0.0 over i = 1 .. n-1.
-  for (int32_t r = 0; r < rows2; ++r) {
-    const double* downRow = smoothedDown + static_cast<size_t>(r + 20) * s1 + 20;
-    const double* acrossCentre = smoothedAcross + static_cast<size_t>(r + 20) * s1 + 20;
-    double* gx = gradientX + static_cast<size_t>(r) * s2;
-    double* gy = gradientY + static_cast<size_t>(r) * s2;
-    for (int32_t c = 0; c < s2; ++c) gx[c] = 0.0;
-    for (int32_t c = 0; c < s2; ++c) gy[c] = 0.0;
-    for (int32_t i = 1; i <= n - 1; ++i) {
-      const double di = d[i];
-      for (int32_t c = 0; c < s2; ++c) gx[c] += (downRow[c - i] - downRow[c + i]) * di;
-      const double* up = acrossCentre - static_cast<size_t>(i) * s1;
-      const double* below = acrossCentre + static_cast<size_t>(i) * s1;
-      for (int32_t c = 0; c < s2; ++c) gy[c] += (up[c] - below[c]) * di;
-    }
-  }
+  // Both passes at the run's vector width; every width gives these bits.
+  const FieldKernels& passes = activeFieldKernels();
+  passes.smoothRows(source, t, g, n, smoothedDown, smoothedAcross, 0, rows1);
+  passes.slopeRows(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, 0, rows2);
 }
