@@ -2,6 +2,7 @@
 
 #include "engine/field_kernels.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 void buildEdgeKernels(double sigma, EdgeKernels* kernels) {
   const double q = sigma * 2.0 * sigma;
@@ -48,6 +49,34 @@ void takeSource(uint16_t selector, const PixelMap* tile, int32_t rows, double* s
   }
 }
 
+// Rows per band: enough work per part to pay for handing it over.
+constexpr int32_t BAND_ROWS = 16;
+
+int32_t bandCount(int32_t rows) { return (rows + BAND_ROWS - 1) / BAND_ROWS; }
+
+struct FieldJob {
+  const FieldKernels& passes;
+  const double* source;
+  int32_t t;
+  const double *g, *d;
+  int32_t n;
+  double *smoothedDown, *smoothedAcross, *gradientX, *gradientY;
+  int32_t rows1, rows2;
+};
+
+void smoothBand(void* context, int32_t band) {
+  const FieldJob& job = *static_cast<const FieldJob*>(context);
+  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows1 ? begin + BAND_ROWS : job.rows1;
+  job.passes.smoothRows(job.source, job.t, job.g, job.n, job.smoothedDown, job.smoothedAcross, begin, end);
+}
+
+void slopeBand(void* context, int32_t band) {
+  const FieldJob& job = *static_cast<const FieldJob*>(context);
+  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows2 ? begin + BAND_ROWS : job.rows2;
+  job.passes.slopeRows(job.smoothedDown, job.smoothedAcross, job.t - 40, job.d, job.n, job.gradientX,
+                       job.gradientY, begin, end);
+}
+
 }  // namespace
 
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
@@ -70,8 +99,13 @@ void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, doubl
   else
     takeSource<uint16_t>(sourceSelector, tile, rows0, source);
 
-  // Both passes at the run's vector width; every width gives these bits.
-  const FieldKernels& passes = activeFieldKernels();
-  passes.smoothRows(source, t, g, n, smoothedDown, smoothedAcross, 0, rows1);
-  passes.slopeRows(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, 0, rows2);
+  // Both passes at the run's vector width, each split into bands of rows
+  // over the threads; every sample is computed alone, so neither the width
+  // nor the banding changes a bit. The second pass starts once the first
+  // has finished every band it reads.
+  FieldJob job{activeFieldKernels(), source, t, g, d, n, smoothedDown, smoothedAcross, gradientX, gradientY,
+               rows1, rows2};
+  const int32_t threads = renderThreads();
+  platformRunParts(smoothBand, &job, bandCount(rows1), threads);
+  platformRunParts(slopeBand, &job, bandCount(rows2), threads);
 }

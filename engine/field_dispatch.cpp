@@ -5,6 +5,7 @@
 
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
+#include "platform/threads.h"
 
 void smoothRowsScalar(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
                       double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
@@ -66,3 +67,21 @@ FieldKernels fieldKernelsFor(SimdLevel level) {
 const FieldKernels& activeFieldKernels() { return chosen(); }
 
 void forceSimdLevel(SimdLevel level) { chosen() = fieldKernelsFor(level); }
+
+namespace {
+
+int32_t& threadChoice() {
+  static int32_t threads = [] {
+    const char* asked = std::getenv("MARROWLINE_THREADS");
+    const int32_t wanted = asked ? std::atoi(asked) : 0;
+    if (wanted >= 1) return wanted < 64 ? wanted : 64;
+    return platformCoreCount();
+  }();
+  return threads;
+}
+
+}  // namespace
+
+int32_t renderThreads() { return threadChoice(); }
+
+void forceRenderThreads(int32_t threads) { threadChoice() = threads < 1 ? 1 : (threads < 64 ? threads : 64); }

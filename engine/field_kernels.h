@@ -31,6 +31,11 @@ const FieldKernels& activeFieldKernels();
 // Tests and benchmarks switch the level for the rest of the process.
 void forceSimdLevel(SimdLevel level);
 
+// Threads for the rows of a tile: MARROWLINE_THREADS, else the cores the
+// process may use. The output never depends on it.
+int32_t renderThreads();
+void forceRenderThreads(int32_t threads);
+
 // The per-width entries, each built for its own target.
 void smoothRowsScalar(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
 void slopeRowsScalar(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,

@@ -12,6 +12,7 @@
 #include "session/session.h"
 #include "pihost/host_options.h"
 #include "pihost/host_session.h"
+#include "platform/threads.h"
 
 extern "C" void PluginMain(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result);
 
@@ -124,9 +125,12 @@ HostImage picture(int32_t width, int32_t height, int32_t colourPlanes, bool alph
   return image;
 }
 
-std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, int32_t style, int32_t glue) {
+std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, int32_t style, int32_t glue,
+                                 int16_t expectedResult = 0, const char* cancelAfter = nullptr) {
   std::vector<std::string> arguments = {"test", "--edge-style", std::to_string(style), "--smoothing", "30",
-                                        "--glue", std::to_string(glue), "in.png", "out.png"};
+                                        "--glue", std::to_string(glue)};
+  if (cancelAfter) arguments.insert(arguments.end(), {"--cancel-after", cancelAfter});
+  arguments.insert(arguments.end(), {"in.png", "out.png"});
   std::vector<const char*> argv;
   for (const auto& a : arguments) argv.push_back(a.c_str());
   HostOptions options;
@@ -134,7 +138,7 @@ std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, i
   EXPECT_EQ(parseHostOptions(static_cast<int>(argv.size()), argv.data(), &options, &error), ParseOutcome::Run);
   HostSession session;
   EXPECT_TRUE(hostSessionSetup(&session, options, image, mask, &error)) << error;
-  EXPECT_EQ(hostSessionRun(&session, PluginMain), 0);
+  EXPECT_EQ(hostSessionRun(&session, PluginMain), expectedResult);
   HostImage result;
   hostSessionComposeResult(session, &result);
   hostSessionRelease(&session);
@@ -144,7 +148,8 @@ std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, i
   return bytes;
 }
 
-// Whole renders: every style at every width equals the scalar render, on
+// Whole renders: every style at every width and thread count equals the
+// scalar render on one thread, on
 // pictures of awkward widths, both depths, grey and RGB, with transparency
 // and a selection mask.
 TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
@@ -166,16 +171,34 @@ TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
         // Glue modes cycle with the style, so the row forms are crossed too.
         const int32_t glue = 1 + (style * 5 + static_cast<int32_t>(w)) % 20;
         forceSimdLevel(SIMD_SCALAR);
+        forceRenderThreads(1);
         const std::vector<uint8_t> expected = renderBytes(image, kind.masked ? &mask : nullptr, style, glue);
-        for (SimdLevel level : levelsHere()) {
-          if (level == SIMD_SCALAR) continue;
-          forceSimdLevel(level);
-          EXPECT_EQ(renderBytes(image, kind.masked ? &mask : nullptr, style, glue), expected)
-              << simdLevelName(level) << " style " << style << " width " << width << " depth " << kind.depth;
-        }
+        const int32_t threadCounts[] = {1, 2, 3, 7};
+        for (SimdLevel level : levelsHere())
+          for (int32_t threads : threadCounts) {
+            if (level == SIMD_SCALAR && threads == 1) continue;
+            forceSimdLevel(level);
+            forceRenderThreads(threads);
+            EXPECT_EQ(renderBytes(image, kind.masked ? &mask : nullptr, style, glue), expected)
+                << simdLevelName(level) << " threads " << threads << " style " << style << " width " << width
+                << " depth " << kind.depth;
+          }
       }
     }
   forceSimdLevel(widestSimdLevel());
+  forceRenderThreads(platformCoreCount());
+  EXPECT_EQ(platformLiveWorkers(), 0);  // each run took its workers down
+}
+
+// A cancel between tiles of a threaded run: the host's abort answers yes
+// after a few checks, the run ends with the user's cancel (checked inside
+// the render helper) and no worker is left running.
+TEST(RenderThreads, CancelLeavesNoOutputAndNoThread) {
+  forceRenderThreads(7);
+  HostImage image = picture(700, 600, 3, false, 8);
+  renderBytes(image, nullptr, 1, 1, -128, "2");
+  EXPECT_EQ(platformLiveWorkers(), 0);
+  forceRenderThreads(platformCoreCount());
 }
 
 }  // namespace
