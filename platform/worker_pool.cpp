@@ -29,6 +29,7 @@ struct Pool {
   int32_t helpers = 0;            // workers that take part in this job
   std::atomic<int32_t> nextPart{0};
   std::atomic<int32_t> busy{0};   // helpers still in this job
+  ~Pool();
 };
 
 Pool& pool() {
@@ -99,6 +100,10 @@ void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t thr
     p.finished.wait(hold, [&] { return p.busy.load() == 0; });
   }
 }
+
+// A program that renders tiles without a run around them (tests, tools)
+// still ends with its workers joined. A run takes them down itself.
+Pool::~Pool() { platformStopWorkers(); }
 
 void platformStopWorkers() {
   Pool& p = pool();
