@@ -2,7 +2,9 @@
 // published by raising a generation count; each job's parts are taken from
 // a shared counter, so a thread that finishes early takes the next part.
 // A tile makes two short jobs, so workers and the caller spin a little
-// before they sleep: waking a sleeping thread costs more than a part.
+// before they sleep: waking a sleeping thread costs more than a part. The
+// caller waits for the parts, not for the workers: on a busy machine a
+// worker that has not been scheduled yet simply finds no part left.
 #include <emmintrin.h>
 
 #include <atomic>
@@ -25,10 +27,12 @@ struct Pool {
   std::atomic<bool> stopping{false};
   WorkerTask task = nullptr;
   void* context = nullptr;
-  int32_t parts = 0;
+  std::atomic<int32_t> parts{0};
   int32_t helpers = 0;            // workers that take part in this job
-  std::atomic<int32_t> nextPart{0};
-  std::atomic<int32_t> busy{0};   // helpers still in this job
+  // The job's generation in the high half, the next part in the low half:
+  // a part is claimed only for the job it belongs to.
+  std::atomic<uint64_t> claim{0};
+  std::atomic<int32_t> partsDone{0};
   ~Pool();
 };
 
@@ -37,9 +41,22 @@ Pool& pool() {
   return p;
 }
 
-void takeParts(Pool& p) {
-  for (int32_t part = p.nextPart.fetch_add(1); part < p.parts; part = p.nextPart.fetch_add(1))
+// Runs parts of job `job` until none is left. The job's fields stay put
+// while a part is claimed and not done, since the caller waits for it.
+void takeParts(Pool& p, uint32_t job) {
+  for (;;) {
+    uint64_t now = p.claim.load();
+    if (static_cast<uint32_t>(now >> 32) != job) return;
+    const int32_t part = static_cast<int32_t>(now & 0xffffffffu);
+    const int32_t parts = p.parts.load();
+    if (part >= parts) return;
+    if (!p.claim.compare_exchange_weak(now, now + 1)) continue;
     p.task(p.context, part);
+    if (p.partsDone.fetch_add(1) + 1 == parts) {
+      std::lock_guard<std::mutex> hold(p.lock);
+      p.finished.notify_one();
+    }
+  }
 }
 
 template <typename Done>
@@ -60,11 +77,7 @@ void workerLoop(Pool* p, int32_t index, uint64_t seen) {
     if (p->stopping.load()) return;
     seen = p->generation.load();
     if (index >= p->helpers) continue;
-    takeParts(*p);
-    if (p->busy.fetch_sub(1) == 1) {
-      std::lock_guard<std::mutex> hold(p->lock);
-      p->finished.notify_one();
-    }
+    takeParts(*p, static_cast<uint32_t>(seen));
   }
 }
 
@@ -78,6 +91,7 @@ void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t thr
     return;
   }
   Pool& p = pool();
+  uint32_t job = 0;
   {
     std::lock_guard<std::mutex> hold(p.lock);
     while (static_cast<int32_t>(p.workers.size()) < threads - 1) {
@@ -88,16 +102,18 @@ void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t thr
     p.context = context;
     p.parts = parts;
     p.helpers = threads - 1;
-    p.busy.store(threads - 1);
-    p.nextPart.store(0);
+    p.partsDone.store(0);
+    job = static_cast<uint32_t>(p.generation.load() + 1);
+    p.claim.store(static_cast<uint64_t>(job) << 32);
     p.generation.fetch_add(1);  // publishes the fields above
   }
   p.wake.notify_all();
-  takeParts(p);
-  spinUntil([&] { return p.busy.load() == 0; });
-  if (p.busy.load() != 0) {
+  takeParts(p, job);
+  auto allDone = [&] { return p.partsDone.load() == parts; };
+  spinUntil(allDone);
+  if (!allDone()) {
     std::unique_lock<std::mutex> hold(p.lock);
-    p.finished.wait(hold, [&] { return p.busy.load() == 0; });
+    p.finished.wait(hold, allDone);
   }
 }
 
