@@ -98,13 +98,15 @@ void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t thr
       const int32_t index = static_cast<int32_t>(p.workers.size());
       p.workers.emplace_back(workerLoop, &p, index, p.generation.load());
     }
+    // The claim moves to the new job first, so a worker still looking at the
+    // last one can claim nothing while the fields below change.
+    job = static_cast<uint32_t>(p.generation.load() + 1);
+    p.claim.store(static_cast<uint64_t>(job) << 32);
     p.task = task;
     p.context = context;
     p.parts = parts;
     p.helpers = threads - 1;
     p.partsDone.store(0);
-    job = static_cast<uint32_t>(p.generation.load() + 1);
-    p.claim.store(static_cast<uint64_t>(job) << 32);
     p.generation.fetch_add(1);  // publishes the fields above
   }
   p.wake.notify_all();
