@@ -9,6 +9,7 @@
 #include "host/host_services.h"
 #include "image/rect.h"
 #include "pi/plugin_interface.h"
+#include "platform/threads.h"
 
 int16_t tweakerWeight(int32_t renderTweaker) {
   float t = static_cast<float>(static_cast<double>(static_cast<uint16_t>(renderTweaker)) * 0.01);
@@ -84,6 +85,8 @@ void releaseFieldBuffers(FilterSession* session, ScratchPair* pair) {
     freeBuffer(&pair->addressTwo, &pair->bufferTwo, procs);
   }
   std::memset(pair, 0, sizeof(ScratchPair));
+  // The buffers go at the end of a run, and so do the render's threads.
+  platformStopWorkers();
 }
 
 void renderTile(FilterSession* session, PixelMap* tile) {

@@ -1,6 +1,8 @@
 #include "engine/edge_field.h"
 
+#include "engine/field_kernels.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 void buildEdgeKernels(double sigma, EdgeKernels* kernels) {
   const double q = sigma * 2.0 * sigma;
@@ -47,6 +49,34 @@ void takeSource(uint16_t selector, const PixelMap* tile, int32_t rows, double* s
   }
 }
 
+// Rows per band: enough work per part to pay for handing it over.
+constexpr int32_t BAND_ROWS = 16;
+
+int32_t bandCount(int32_t rows) { return (rows + BAND_ROWS - 1) / BAND_ROWS; }
+
+struct FieldJob {
+  const FieldKernels& passes;
+  const double* source;
+  int32_t t;
+  const double *g, *d;
+  int32_t n;
+  double *smoothedDown, *smoothedAcross, *gradientX, *gradientY;
+  int32_t rows1, rows2;
+};
+
+void smoothBand(void* context, int32_t band) {
+  const FieldJob& job = *static_cast<const FieldJob*>(context);
+  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows1 ? begin + BAND_ROWS : job.rows1;
+  job.passes.smoothRows(job.source, job.t, job.g, job.n, job.smoothedDown, job.smoothedAcross, begin, end);
+}
+
+void slopeBand(void* context, int32_t band) {
+  const FieldJob& job = *static_cast<const FieldJob*>(context);
+  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows2 ? begin + BAND_ROWS : job.rows2;
+  job.passes.slopeRows(job.smoothedDown, job.smoothedAcross, job.t - 40, job.d, job.n, job.gradientX,
+                       job.gradientY, begin, end);
+}
+
 }  // namespace
 
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
@@ -69,41 +99,13 @@ void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, doubl
   else
     takeSource<uint16_t>(sourceSelector, tile, rows0, source);
 
-  // First pass. Every output sample starts from its centre tap and adds the
-  // pairs for i = 1 .. n-2 in increasing i (G[n-1] is never used); the loops
-  // run over whole rows so each tap is one multiply per pair of samples.
-  for (int32_t r = 0; r < rows1; ++r) {
-    const double* centre = source + static_cast<size_t>(r + 20) * t + 20;
-    double* down = smoothedDown + static_cast<size_t>(r) * s1;
-    double* across = smoothedAcross + static_cast<size_t>(r) * s1;
-    for (int32_t c = 0; c < s1; ++c) down[c] = centre[c] * g[0];
-    for (int32_t c = 0; c < s1; ++c) across[c] = centre[c] * g[0];
-    for (int32_t i = 1; i <= n - 2; ++i) {
-      const double* up = centre - static_cast<size_t>(i) * t;
-      const double* below = centre + static_cast<size_t>(i) * t;
-      const double gi = g[i];
-      for (int32_t c = 0; c < s1; ++c) down[c] += (up[c] + below[c]) * gi;
-    }
-    for (int32_t i = 1; i <= n - 2; ++i) {
-      const double gi = g[i];
-      for (int32_t c = 0; c < s1; ++c) across[c] += (centre[c - i] + centre[c + i]) * gi;
-    }
-  }
-
-  // Second pass: sums from 0.0 over i = 1 .. n-1.
-  for (int32_t r = 0; r < rows2; ++r) {
-    const double* downRow = smoothedDown + static_cast<size_t>(r + 20) * s1 + 20;
-    const double* acrossCentre = smoothedAcross + static_cast<size_t>(r + 20) * s1 + 20;
-    double* gx = gradientX + static_cast<size_t>(r) * s2;
-    double* gy = gradientY + static_cast<size_t>(r) * s2;
-    for (int32_t c = 0; c < s2; ++c) gx[c] = 0.0;
-    for (int32_t c = 0; c < s2; ++c) gy[c] = 0.0;
-    for (int32_t i = 1; i <= n - 1; ++i) {
-      const double di = d[i];
-      for (int32_t c = 0; c < s2; ++c) gx[c] += (downRow[c - i] - downRow[c + i]) * di;
-      const double* up = acrossCentre - static_cast<size_t>(i) * s1;
-      const double* below = acrossCentre + static_cast<size_t>(i) * s1;
-      for (int32_t c = 0; c < s2; ++c) gy[c] += (up[c] - below[c]) * di;
-    }
-  }
+  // Both passes at the run's vector width, each split into bands of rows
+  // over the threads; every sample is computed alone, so neither the width
+  // nor the banding changes a bit. The second pass starts once the first
+  // has finished every band it reads.
+  FieldJob job{activeFieldKernels(), source, t, g, d, n, smoothedDown, smoothedAcross, gradientX, gradientY,
+               rows1, rows2};
+  const int32_t threads = renderThreads();
+  platformRunParts(smoothBand, &job, bandCount(rows1), threads);
+  platformRunParts(slopeBand, &job, bandCount(rows2), threads);
 }

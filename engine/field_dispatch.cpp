@@ -1,0 +1,87 @@
+// The choice of the field's vector width: once per process, from what the
+// CPU and the operating system support, lowered by MARROWLINE_SIMD.
+#include <cstdlib>
+#include <cstring>
+
+#include "engine/field_kernels.h"
+#include "engine/field_passes.h"
+#include "platform/threads.h"
+
+void smoothRowsScalar(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
+                      double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
+  smoothRowsWith<SingleLane>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
+}
+
+void slopeRowsScalar(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d,
+                     int32_t n, double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
+  slopeRowsWith<SingleLane>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
+}
+
+namespace {
+
+const char* const LEVEL_NAMES[] = {"scalar", "sse2", "avx2", "avx512"};
+
+SimdLevel levelFromEnvironment(SimdLevel widest) {
+  const char* asked = std::getenv("MARROWLINE_SIMD");
+  if (asked == nullptr) return widest;
+  for (int32_t i = SIMD_SCALAR; i <= SIMD_AVX512; ++i)
+    if (std::strcmp(asked, LEVEL_NAMES[i]) == 0) return i < widest ? static_cast<SimdLevel>(i) : widest;
+  return widest;  // an unknown name asks for nothing in particular
+}
+
+FieldKernels& chosen() {
+  static FieldKernels kernels = fieldKernelsFor(levelFromEnvironment(widestSimdLevel()));
+  return kernels;
+}
+
+}  // namespace
+
+SimdLevel widestSimdLevel() {
+  // The compiler's CPU model checks the OS's XSAVE state as well, so a wide
+  // level is only reported where its registers survive a context switch.
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx512f")) return SIMD_AVX512;
+  if (__builtin_cpu_supports("avx2")) return SIMD_AVX2;
+  return SIMD_SSE2;  // every x86-64 CPU
+}
+
+const char* simdLevelName(SimdLevel level) {
+  return level >= SIMD_SCALAR && level <= SIMD_AVX512 ? LEVEL_NAMES[level] : nullptr;
+}
+
+FieldKernels fieldKernelsFor(SimdLevel level) {
+  const SimdLevel widest = widestSimdLevel();
+  if (level > widest) level = widest;
+  switch (level) {
+    case SIMD_AVX512:
+      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512};
+    case SIMD_AVX2:
+      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2};
+    case SIMD_SSE2:
+      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2};
+    default:
+      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar};
+  }
+}
+
+const FieldKernels& activeFieldKernels() { return chosen(); }
+
+void forceSimdLevel(SimdLevel level) { chosen() = fieldKernelsFor(level); }
+
+namespace {
+
+int32_t& threadChoice() {
+  static int32_t threads = [] {
+    const char* asked = std::getenv("MARROWLINE_THREADS");
+    const int32_t wanted = asked ? std::atoi(asked) : 0;
+    if (wanted >= 1) return wanted < 64 ? wanted : 64;
+    return platformCoreCount();
+  }();
+  return threads;
+}
+
+}  // namespace
+
+int32_t renderThreads() { return threadChoice(); }
+
+void forceRenderThreads(int32_t threads) { threadChoice() = threads < 1 ? 1 : (threads < 64 ? threads : 64); }

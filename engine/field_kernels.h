@@ -1,0 +1,51 @@
+// The vector widths the edge field's passes come in, and the choice of one
+// per run: the widest the CPU and the operating system support, unless
+// MARROWLINE_SIMD (scalar, sse2, avx2, avx512) asks for a narrower one.
+// Every width gives the bits of the scalar loop.
+#pragma once
+
+#include <cstdint>
+
+enum SimdLevel : int32_t { SIMD_SCALAR = 0, SIMD_SSE2 = 1, SIMD_AVX2 = 2, SIMD_AVX512 = 3 };
+
+using SmoothRowsFunction = void (*)(const double* source, int32_t t, const double* g, int32_t n,
+                                    double* smoothedDown, double* smoothedAcross, int32_t rowBegin, int32_t rowEnd);
+using SlopeRowsFunction = void (*)(const double* smoothedDown, const double* smoothedAcross, int32_t s1,
+                                   const double* d, int32_t n, double* gradientX, double* gradientY,
+                                   int32_t rowBegin, int32_t rowEnd);
+
+struct FieldKernels {
+  SimdLevel level;
+  SmoothRowsFunction smoothRows;
+  SlopeRowsFunction slopeRows;
+};
+
+// The best level this CPU runs (the OS saving the wide registers included).
+SimdLevel widestSimdLevel();
+// "scalar", "sse2", "avx2", "avx512"; null for anything else.
+const char* simdLevelName(SimdLevel level);
+// The kernels of one level, lowered to what the CPU offers.
+FieldKernels fieldKernelsFor(SimdLevel level);
+// The run's choice: made once, from the CPU and MARROWLINE_SIMD.
+const FieldKernels& activeFieldKernels();
+// Tests and benchmarks switch the level for the rest of the process.
+void forceSimdLevel(SimdLevel level);
+
+// Threads for the rows of a tile: MARROWLINE_THREADS, else the cores the
+// process may use. The output never depends on it.
+int32_t renderThreads();
+void forceRenderThreads(int32_t threads);
+
+// The per-width entries, each built for its own target.
+void smoothRowsScalar(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
+void slopeRowsScalar(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
+                     int32_t);
+void smoothRowsSse2(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
+void slopeRowsSse2(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
+                   int32_t);
+void smoothRowsAvx2(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
+void slopeRowsAvx2(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
+                   int32_t);
+void smoothRowsAvx512(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
+void slopeRowsAvx512(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
+                     int32_t);

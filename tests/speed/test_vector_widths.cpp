@@ -1,0 +1,204 @@
+// The field's vector widths: each must give the bits of the scalar loop,
+// on the planes themselves and on whole renders through the entry point.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "engine/edge_field.h"
+#include "engine/field_kernels.h"
+#include "image/pixel_map.h"
+#include "session/session.h"
+#include "pihost/host_options.h"
+#include "pihost/host_session.h"
+#include "platform/threads.h"
+
+extern "C" void PluginMain(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result);
+
+namespace {
+
+std::vector<SimdLevel> levelsHere() {
+  std::vector<SimdLevel> levels;
+  for (int32_t l = SIMD_SCALAR; l <= widestSimdLevel(); ++l) levels.push_back(static_cast<SimdLevel>(l));
+  return levels;
+}
+
+uint32_t nextRandom(uint32_t* state) {
+  *state = *state * 1664525u + 1013904223u;
+  return *state >> 8;
+}
+
+// The field written straight from its definition, one sample at a time.
+struct DirectField {
+  std::vector<double> gx, gy;
+};
+
+DirectField directField(const std::vector<double>& s, int32_t t, const EdgeKernels& k) {
+  const int32_t s1 = t - 40, s2 = t - 80, n = k.tapCount;
+  std::vector<double> down(size_t(s1) * s1), across(down.size());
+  auto at = [&](int32_t y, int32_t x) { return s[size_t(y) * t + x]; };
+  for (int32_t r = 0; r < s1; ++r)
+    for (int32_t c = 0; c < s1; ++c) {
+      double d = at(r + 20, c + 20) * k.smoothTaps[0], a = d;
+      for (int32_t i = 1; i <= n - 2; ++i) {
+        d += (at(r + 20 - i, c + 20) + at(r + 20 + i, c + 20)) * k.smoothTaps[i];
+        a += (at(r + 20, c + 20 - i) + at(r + 20, c + 20 + i)) * k.smoothTaps[i];
+      }
+      down[size_t(r) * s1 + c] = d;
+      across[size_t(r) * s1 + c] = a;
+    }
+  DirectField f{std::vector<double>(size_t(s2) * s2), std::vector<double>(size_t(s2) * s2)};
+  for (int32_t r = 0; r < s2; ++r)
+    for (int32_t c = 0; c < s2; ++c) {
+      double x = 0.0, y = 0.0;
+      for (int32_t i = 1; i <= n - 1; ++i) {
+        x += (down[size_t(r + 20) * s1 + c + 20 - i] - down[size_t(r + 20) * s1 + c + 20 + i]) * k.slopeTaps[i];
+        y += (across[size_t(r + 20 - i) * s1 + c + 20] - across[size_t(r + 20 + i) * s1 + c + 20]) * k.slopeTaps[i];
+      }
+      f.gx[size_t(r) * s2 + c] = x;
+      f.gy[size_t(r) * s2 + c] = y;
+    }
+  return f;
+}
+
+// Cores whose widths are no multiple of any vector width, and one that is,
+// at both depths and with both kinds of source; every width must match the
+// direct sums bit for bit.
+TEST(FieldWidths, EveryWidthGivesTheDirectSums) {
+  for (int32_t core : {1, 7, 33, 64}) {
+    const int32_t t = core + 82;
+    for (int32_t format : {PIXEL_RGBA8, PIXEL_RGBA16}) {
+      PixelMap tile;
+      pixelMapInit(&tile, nullptr, nullptr);
+      ASSERT_TRUE(pixelMapCreate(&tile, t, t, format, 0));
+      uint32_t state = static_cast<uint32_t>(core * 7 + format);
+      for (int32_t y = 0; y < t; ++y)
+        for (int32_t x = 0; x < t; ++x) {
+          int32_t v[3];
+          for (int32_t& c : v) c = format == PIXEL_RGBA8 ? nextRandom(&state) % 256 : nextRandom(&state) % 32769;
+          if (format == PIXEL_RGBA8)
+            setBytes4(x, y, &tile, 0, v[0], v[1], v[2], 255);
+          else
+            setWords4(x, y, &tile, 0, v[0], v[1], v[2], 32768);
+        }
+      for (uint16_t selector : {uint16_t(1), SOURCE_LUMINANCE})
+        for (double sigma : {0.2, 2.0, 10.0}) {
+          EdgeKernels k;
+          buildEdgeKernels(sigma, &k);
+          std::vector<double> source(size_t(t) * t), down(size_t(t - 40) * (t - 40)), across(down.size());
+          std::vector<double> gx(size_t(t - 80) * (t - 80)), gy(gx.size());
+          DirectField expected;
+          for (SimdLevel level : levelsHere()) {
+            forceSimdLevel(level);
+            computeEdgeField(selector, k, source.data(), down.data(), across.data(), gx.data(), gy.data(), &tile);
+            if (expected.gx.empty()) expected = directField(source, t, k);
+            SCOPED_TRACE(std::string(simdLevelName(level)) + " core " + std::to_string(core) + " sigma " +
+                         std::to_string(sigma) + " selector " + std::to_string(selector));
+            ASSERT_EQ(std::memcmp(gx.data(), expected.gx.data(), gx.size() * sizeof(double)), 0);
+            ASSERT_EQ(std::memcmp(gy.data(), expected.gy.data(), gy.size() * sizeof(double)), 0);
+          }
+        }
+      pixelMapFree(&tile);
+    }
+  }
+  forceSimdLevel(widestSimdLevel());
+}
+
+TEST(FieldWidths, ForcedLevelsNeverExceedTheCpu) {
+  const SimdLevel widest = widestSimdLevel();
+  EXPECT_GE(widest, SIMD_SSE2);  // every x86-64 CPU has SSE2
+  EXPECT_EQ(fieldKernelsFor(SIMD_AVX512).level, widest);
+  EXPECT_EQ(fieldKernelsFor(SIMD_SCALAR).level, SIMD_SCALAR);
+  EXPECT_EQ(simdLevelName(static_cast<SimdLevel>(9)), nullptr);
+}
+
+// A picture whose content changes from column to column and row to row.
+HostImage picture(int32_t width, int32_t height, int32_t colourPlanes, bool alpha, int32_t depth) {
+  HostImage image;
+  hostImageAllocate(&image, width, height, colourPlanes, alpha, depth, 0);
+  uint32_t state = static_cast<uint32_t>(width * 31 + depth);
+  if (depth == 8)
+    for (auto& b : image.bytes) b = static_cast<uint8_t>(nextRandom(&state) % 256);
+  else
+    for (auto& w : image.words) w = static_cast<uint16_t>(nextRandom(&state) % 32769);
+  return image;
+}
+
+std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, int32_t style, int32_t glue,
+                                 int16_t expectedResult = 0, const char* cancelAfter = nullptr) {
+  std::vector<std::string> arguments = {"test", "--edge-style", std::to_string(style), "--smoothing", "30",
+                                        "--glue", std::to_string(glue)};
+  if (cancelAfter) arguments.insert(arguments.end(), {"--cancel-after", cancelAfter});
+  arguments.insert(arguments.end(), {"in.png", "out.png"});
+  std::vector<const char*> argv;
+  for (const auto& a : arguments) argv.push_back(a.c_str());
+  HostOptions options;
+  std::string error;
+  EXPECT_EQ(parseHostOptions(static_cast<int>(argv.size()), argv.data(), &options, &error), ParseOutcome::Run);
+  HostSession session;
+  EXPECT_TRUE(hostSessionSetup(&session, options, image, mask, &error)) << error;
+  EXPECT_EQ(hostSessionRun(&session, PluginMain), expectedResult);
+  HostImage result;
+  hostSessionComposeResult(session, &result);
+  hostSessionRelease(&session);
+  if (image.depth == 8) return result.bytes;
+  std::vector<uint8_t> bytes(result.words.size() * 2);
+  std::memcpy(bytes.data(), result.words.data(), bytes.size());
+  return bytes;
+}
+
+// Whole renders: every style at every width and thread count equals the
+// scalar render on one thread, on
+// pictures of awkward widths, both depths, grey and RGB, with transparency
+// and a selection mask.
+TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
+  struct Kind {
+    int32_t colourPlanes;
+    bool alpha;
+    int32_t depth;
+    bool masked;
+  };
+  const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
+  const int32_t widths[] = {1, 7, 33, 257, 1031};
+  for (const Kind& kind : kinds)
+    for (size_t w = 0; w < sizeof(widths) / sizeof(widths[0]); ++w) {
+      const int32_t width = widths[w], height = 6;
+      HostImage image = picture(width, height, kind.colourPlanes, kind.alpha, kind.depth);
+      HostMask mask{width, height, std::vector<uint8_t>(size_t(width) * height)};
+      for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = static_cast<uint8_t>(i * 37);
+      for (int32_t style = 1; style <= 13; ++style) {
+        // Glue modes cycle with the style, so the row forms are crossed too.
+        const int32_t glue = 1 + (style * 5 + static_cast<int32_t>(w)) % 20;
+        forceSimdLevel(SIMD_SCALAR);
+        forceRenderThreads(1);
+        const std::vector<uint8_t> expected = renderBytes(image, kind.masked ? &mask : nullptr, style, glue);
+        const int32_t threadCounts[] = {1, 2, 3, 7};
+        for (SimdLevel level : levelsHere())
+          for (int32_t threads : threadCounts) {
+            if (level == SIMD_SCALAR && threads == 1) continue;
+            forceSimdLevel(level);
+            forceRenderThreads(threads);
+            EXPECT_EQ(renderBytes(image, kind.masked ? &mask : nullptr, style, glue), expected)
+                << simdLevelName(level) << " threads " << threads << " style " << style << " width " << width
+                << " depth " << kind.depth;
+          }
+      }
+    }
+  forceSimdLevel(widestSimdLevel());
+  forceRenderThreads(platformCoreCount());
+  EXPECT_EQ(platformLiveWorkers(), 0);  // each run took its workers down
+}
+
+// A cancel between tiles of a threaded run: the host's abort answers yes
+// after a few checks, the run ends with the user's cancel (checked inside
+// the render helper) and no worker is left running.
+TEST(RenderThreads, CancelLeavesNoOutputAndNoThread) {
+  forceRenderThreads(7);
+  HostImage image = picture(700, 600, 3, false, 8);
+  renderBytes(image, nullptr, 1, 1, -128, "2");
+  EXPECT_EQ(platformLiveWorkers(), 0);
+  forceRenderThreads(platformCoreCount());
+}
+
+}  // namespace
