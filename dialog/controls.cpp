@@ -136,16 +136,16 @@ const char* controlText(int32_t index) {
   return (index >= 0 && index < count) ? TEXTS[index] : "";
 }
 
-const DialogSpec& mainDialogSpec() {
-  static ChildSpec children[ROW_COUNT + DOT_COUNT];
-  static DialogSpec spec{};
-  if (spec.childCount == 0) {
+const DialogShape& mainDialogShape() {
+  static ChildShape children[ROW_COUNT + DOT_COUNT];
+  static DialogShape shape{};
+  if (shape.childCount == 0) {
     int32_t n = 0;
     for (const ControlRow& row : CONTROL_ROWS)
-      children[n++] = ChildSpec{row.id, childKindOf(row.id), row.kind == kindLogo ? row.art : -1};
+      children[n++] = ChildShape{row.id, childKindOf(row.id), row.kind == kindLogo ? row.art : -1};
     for (int32_t slot = 0; slot < DOT_COUNT; ++slot)
-      children[n++] = ChildSpec{FIRST_DOT_ID + slot, CHILD_STATIC, -1};
-    spec = DialogSpec{"DISSOLVESANSPARAM", "Marrowline", DIALOG_CLIENT_WIDTH, DIALOG_CLIENT_HEIGHT, children, n};
+      children[n++] = ChildShape{FIRST_DOT_ID + slot, CHILD_STATIC, -1};
+    shape = DialogShape{"DISSOLVESANSPARAM", "Marrowline", DIALOG_CLIENT_WIDTH, DIALOG_CLIENT_HEIGHT, children, n};
   }
-  return spec;
+  return shape;
 }

@@ -92,4 +92,4 @@ WindowRect layoutRectOf(int32_t id);
 const char* controlText(int32_t index);
 
 // The window and its children as the platform makes them.
-const DialogSpec& mainDialogSpec();
+const DialogShape& mainDialogShape();

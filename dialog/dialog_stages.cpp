@@ -14,7 +14,7 @@ void runMainDialog(FilterSession* session) {
   void* owner = nullptr;
   if (record->platformData != nullptr)
     owner = reinterpret_cast<void*>(static_cast<const PlatformData*>(record->platformData)->hwnd);
-  int32_t code = windowRunDialog(mainDialogSpec(), owner, mainDialogEvent, session);
+  int32_t code = windowRunDialog(mainDialogShape(), owner, mainDialogEvent, session);
   // Without a window system the parameters are taken as they are.
   if (code < 0) session->dialogOutcome = 1;
   d.fileDialogOwner = nullptr;

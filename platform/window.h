@@ -43,17 +43,17 @@ enum ChildKind : int32_t {
   CHILD_DEFAULT_BUTTON = 6,
 };
 
-struct ChildSpec {
+struct ChildShape {
   int32_t id;
   ChildKind kind;
   int32_t artId;  // a picture static's bitmap, else -1
 };
 
-struct DialogSpec {
+struct DialogShape {
   const char* templateName;  // where the system keeps a template of it
   const char* title;
   int32_t clientWidth, clientHeight;
-  const ChildSpec* children;
+  const ChildShape* children;
   int32_t childCount;
 };
 
@@ -90,7 +90,7 @@ using DialogProc = void (*)(WindowHandle window, const WindowEvent& event, void*
 // Runs the dialog modally, owned by the host's window (may be null). The
 // result is the code given to windowEndDialog, or -1 when no dialog could
 // be shown at all.
-int32_t windowRunDialog(const DialogSpec& spec, void* owner, DialogProc proc, void* context);
+int32_t windowRunDialog(const DialogShape& shape, void* owner, DialogProc proc, void* context);
 void windowEndDialog(WindowHandle window, int32_t code);
 // Queues an event behind those already waiting.
 void windowPostEvent(WindowHandle window, const WindowEvent& event);

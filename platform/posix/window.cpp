@@ -110,13 +110,13 @@ void record(DrawKind kind, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
 
 }  // namespace
 
-int32_t windowRunDialog(const DialogSpec& spec, void*, DialogProc proc, void* context) {
+int32_t windowRunDialog(const DialogShape& shape, void*, DialogProc proc, void* context) {
   if (!driver || dialog.open) return -1;
   dialog = HeadlessDialog{};
   dialog.proc = proc;
   dialog.context = context;
   dialog.open = true;
-  for (int32_t i = 0; i < spec.childCount; ++i) dialog.children[spec.children[i].id].kind = spec.children[i].kind;
+  for (int32_t i = 0; i < shape.childCount; ++i) dialog.children[shape.children[i].id].kind = shape.children[i].kind;
   WindowEvent create{};
   create.kind = EVENT_CREATE;
   headlessSend(&dialog, create);

@@ -82,7 +82,7 @@ namespace {
 struct DialogBinding {
   DialogProc proc;
   void* context;
-  const DialogSpec* spec;
+  const DialogShape* shape;
 };
 
 constexpr int CURSOR_OPEN_HAND_ID = 108;
@@ -166,10 +166,10 @@ INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
   switch (message) {
     case WM_INITDIALOG: {
       SetWindowLongPtrA(window, DWLP_USER, lParam);
-      const DialogSpec* spec = reinterpret_cast<DialogBinding*>(lParam)->spec;
-      SetWindowTextA(window, spec->title);
-      for (int32_t i = 0; i < spec->childCount; ++i)
-        if (spec->children[i].kind == CHILD_PICTURE) setPicture(window, spec->children[i].id, spec->children[i].artId);
+      const DialogShape* shape = reinterpret_cast<DialogBinding*>(lParam)->shape;
+      SetWindowTextA(window, shape->title);
+      for (int32_t i = 0; i < shape->childCount; ++i)
+        if (shape->children[i].kind == CHILD_PICTURE) setPicture(window, shape->children[i].id, shape->children[i].artId);
       WindowEvent event{};
       event.kind = EVENT_CREATE;
       deliver(window, event);
@@ -300,9 +300,9 @@ INT_PTR CALLBACK infoProc(HWND box, UINT message, WPARAM wParam, LPARAM lParam) 
 
 }  // namespace
 
-int32_t windowRunDialog(const DialogSpec& spec, void* owner, DialogProc proc, void* context) {
-  DialogBinding binding{proc, context, &spec};
-  INT_PTR code = DialogBoxParamA(moduleHandle, spec.templateName, static_cast<HWND>(owner), mainDialogProc,
+int32_t windowRunDialog(const DialogShape& shape, void* owner, DialogProc proc, void* context) {
+  DialogBinding binding{proc, context, &shape};
+  INT_PTR code = DialogBoxParamA(moduleHandle, shape.templateName, static_cast<HWND>(owner), mainDialogProc,
                                  reinterpret_cast<LPARAM>(&binding));
   return static_cast<int32_t>(code);
 }
