@@ -151,6 +151,7 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
     if (name == "help") return ParseOutcome::Help;
     if (name == "version") return ParseOutcome::Version;
     if (name == "dialog") flag = &options->dialog, flagValue = true;
+    else if (name == "dialog-headless") flag = &options->dialogHeadless, flagValue = true, options->dialog = true;
     else if (name == "no-buffer-procs") flag = &options->bufferProcs;
     else if (name == "no-handle-procs") flag = &options->handleProcs;
     else if (name == "no-descriptors") flag = &options->descriptors;
@@ -339,7 +340,10 @@ const char* hostUsageText() {
          "  --fore R,G,B            foreground colour (default 0,0,0)\n"
          "  --back R,G,B            background colour (default 255,255,255)\n"
          "  --plugin PATH           the plug-in module (default: the one beside this program)\n"
-         "  --dialog                ask for the plug-in's dialog (Parameters selector first)\n"
+         "  --dialog                ask for the plug-in's dialog (Parameters selector first);\n"
+         "                          the Windows build shows it, owned by a window of its own\n"
+         "  --dialog-headless       the same requests without a window system: the plug-in\n"
+         "                          takes its settings as confirmed (for tests)\n"
          "  --preview fit|SCALE[,PANX,PANY]\n"
          "                          play the dialog's preview instead of the final run and\n"
          "                          write the pane's picture (8-bit); pans in full-size pixels\n"
@@ -373,5 +377,5 @@ const char* hostUsageText() {
          "\n"
          "Exit status: 0 success; 1 the plug-in reported an error (code on stderr), or in\n"
          "batch mode any file failed; 2 bad command line; 3 a file or the plug-in could not\n"
-         "be read or written.\n";
+         "be read or written; 4 cancelled (the dialog's Cancel, or the abort check).\n";
 }

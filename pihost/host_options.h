@@ -29,6 +29,9 @@ struct HostOptions {
   uint8_t background[3] = {255, 255, 255};
 
   bool dialog = false;          // Parameters selector first, playInfo = display
+  // --dialog-headless: the same requests where no window can be shown (the
+  // native build), so the plug-in takes its settings as confirmed.
+  bool dialogHeadless = false;
   int64_t cancelAfter = -1;
 
   // Capabilities the host offers.

@@ -27,6 +27,7 @@
 #include "pihost/export_mode.h"
 #include "export/psd_file.h"
 #include "files/file_io.h"
+#include "platform/host_window.h"
 #include "presets/settings_file.h"
 #include "presets/settings_workspace.h"
 
@@ -226,13 +227,20 @@ int runOnePicture(const HostOptions& options, const PreviewRequest& previewReque
   session->services.progressLog = progressLog;
   session->services.progressBar = ML_ISATTY(ML_FILENO(stderr)) != 0;
 
+  // As a paint program does, the host's own window owns the dialog.
+  void* owner = options.dialog ? hostOpenOwnerWindow("marrowline-host") : nullptr;
+  session->platform.hwnd = reinterpret_cast<intptr_t>(owner);
   const int16_t result = hostSessionRun(session.get(), module.entry);
+  hostCloseOwnerWindow(owner);
   if (progressLog) std::fclose(progressLog);
 
   int status = kExitSuccess;
   if (!session->protocolError.empty()) {
     fail(session->protocolError);
     status = kExitPluginError;
+  } else if (result == userCanceledErr) {
+    fail("cancelled (result " + std::to_string(result) + ", " + resultCodeMeaning(result) + "): nothing written");
+    status = kExitCancelled;
   } else if (result != 0) {
     std::string message = "the plug-in failed with result " + std::to_string(result) + " (" +
                           std::to_string(uint16_t(result)) + ", " + resultCodeMeaning(result) + ")";
@@ -319,6 +327,11 @@ int runHostProgram(int argc, const char* const* argv) {
       return kExitUsage;
     case ParseOutcome::Run:
       break;
+  }
+  if (options.dialog && !options.dialogHeadless && !hostWindowsAvailable()) {
+    fail("--dialog needs the Windows build (marrowline-host.exe under Windows or wine); --dialog-headless plays "
+         "the same requests without a window");
+    return kExitUsage;
   }
   const bool descriptorSuite = options.descriptors && !hostProfileAt(options.hostProfile).noDescriptorsCaseZero;
   if (!options.presetPath.empty()) {

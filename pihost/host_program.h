@@ -13,6 +13,7 @@ constexpr int kExitSuccess = 0;
 constexpr int kExitPluginError = 1;  // the result word was not 0
 constexpr int kExitUsage = 2;        // bad command line or values
 constexpr int kExitFile = 3;         // a file or the module could not be read or written
+constexpr int kExitCancelled = 4;    // the result word was userCanceledErr: nothing written
 
 int runHostProgram(int argc, const char* const* argv);
 

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/host_window.h"
+
 namespace {
 
 HostServices* activeServices = nullptr;
@@ -522,7 +524,8 @@ void hostProgressFinish(HostServices* services) {
   }
 }
 
-OSErr PI_CALL hostDisplayPixels(const PSPixelMap* source, const VRect* sourceRect, int32_t, int32_t, void*) {
+OSErr PI_CALL hostDisplayPixels(const PSPixelMap* source, const VRect* sourceRect, int32_t destinationRow,
+                                int32_t destinationColumn, void* platformContext) {
   if (!activeServices) return paramErr;
   activeServices->displayCalls++;
   if (!source || !sourceRect || source->version < 1 || !source->baseAddr) return paramErr;
@@ -542,5 +545,10 @@ OSErr PI_CALL hostDisplayPixels(const PSPixelMap* source, const VRect* sourceRec
       for (int32_t p = 0; p < planes; ++p) out[p] = pixel[int64_t(p) * source->planeBytes];
     }
   }
+  // A plug-in with a window of its own gives its device context: the
+  // picture is drawn there too, where the plug-in asked for it.
+  if (platformContext != nullptr)
+    hostDrawPixels(platformContext, destinationColumn, destinationRow, shown.width, shown.height, planes,
+                   shown.bytes.data(), shown.width * planes);
   return noErr;
 }

@@ -118,12 +118,17 @@ TEST(FailurePaths, TheProgramWritesNothingWhenARunFails) {
   const std::string in = scratchPath("fail-in.png"), out = scratchPath("fail-out.png");
   writePicture(in, makeTestPicture(60, 40, 3, false, 8, 73));
   const std::vector<uint8_t> before = fileBytes(in);
-  for (const std::vector<std::string>& options :
-       {std::vector<std::string>{"--fail-alloc", "1"}, std::vector<std::string>{"--cancel-after", "0"}}) {
+  const struct {
+    std::vector<std::string> options;
+    int exitCode;
+    const char* message;
+  } cases[] = {{{"--fail-alloc", "1"}, 1, "the plug-in failed with result"},
+               {{"--cancel-after", "0"}, 4, "cancelled (result -128"}};
+  for (const auto& c : cases) {
     std::remove(out.c_str());
-    HostRun run = runHost(options, in, out);
-    EXPECT_EQ(run.exitCode, 1) << run.errorText;
-    EXPECT_NE(run.errorText.find("the plug-in failed with result"), std::string::npos) << run.errorText;
+    HostRun run = runHost(c.options, in, out);
+    EXPECT_EQ(run.exitCode, c.exitCode) << run.errorText;
+    EXPECT_NE(run.errorText.find(c.message), std::string::npos) << run.errorText;
     EXPECT_FALSE(fileExists(out));
     EXPECT_EQ(fileBytes(in), before);
   }

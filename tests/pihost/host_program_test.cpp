@@ -120,10 +120,12 @@ TEST(HostProgram, FailuresLeaveNoOutputFile) {
       {{scratch("not_png.png"), scratch("err_out.png")}, kExitFile, "not a PNG file"},
       {{"--selection", "0,0,51,40", scratch("err_in.png"), scratch("err_out.png")}, kExitUsage, "outside"},
       {{"--mask", scratch("err_mask.png"), scratch("err_in.png"), scratch("err_out.png")}, kExitFile, "mask"},
-      {{"--cancel-after", "1", scratch("err_in.png"), scratch("err_out.png")}, kExitPluginError, "-128"},
+      {{"--cancel-after", "1", scratch("err_in.png"), scratch("err_out.png")}, kExitCancelled, "-128"},
       {{"--plugin", scratch("nothing.so"), scratch("err_in.png"), scratch("err_out.png")}, kExitFile,
        "cannot load the plug-in"},
       {{"--preview", "0", scratch("err_in.png"), scratch("err_out.png")}, kExitUsage, "--preview"},
+      // The native build has no window to show the dialog in.
+      {{"--dialog", scratch("err_in.png"), scratch("err_out.png")}, kExitUsage, "needs the Windows build"},
   };
   for (const auto& c : cases) {
     std::remove(scratch("err_out.png").c_str());

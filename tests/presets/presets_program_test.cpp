@@ -103,7 +103,7 @@ TEST(CachedSettings, CarriedFromAConfirmedDialogToTheNextRun) {
   runAndKeep({"--edge-style", "blurry"}, "again.png");
   EXPECT_FALSE(fileExists(temp.cache()));
   // The dialog (taken as confirmed while it has no window) writes it ...
-  runAndKeep({"--dialog", "--edge-style", "blurry"}, "dialog.png");
+  runAndKeep({"--dialog-headless", "--edge-style", "blurry"}, "dialog.png");
   ASSERT_TRUE(fileExists(temp.cache()));
   // ... and a host without scripting starts from it.
   EXPECT_EQ(runAndKeep({"--no-descriptors"}, "cached.png"), blurry);
@@ -125,7 +125,7 @@ TEST(CachedSettings, NotLoadedWhenAScriptIsPresent) {
   ASSERT_TRUE(hasThumbnail);
   ASSERT_GT(mean[0], 200);
 
-  runAndKeep({"--dialog"}, "with-script.png");
+  runAndKeep({"--dialog-headless"}, "with-script.png");
   thumbnailMean(temp.cache(), mean, &hasThumbnail);
   EXPECT_FALSE(hasThumbnail && mean[0] > 150 && mean[1] < 60) << "the cache was loaded under a script";
 
@@ -133,7 +133,7 @@ TEST(CachedSettings, NotLoadedWhenAScriptIsPresent) {
   // with the cached edge style.
   made = runTool("write " + shellQuoted(temp.cache()) + " --edge-style blurry --thumbnail " + shellQuoted(red));
   ASSERT_EQ(made.exitCode, 0);
-  const Bytes viaCache = runAndKeep({"--dialog", "--host-sig", "PSP8"}, "psp8.png");
+  const Bytes viaCache = runAndKeep({"--dialog-headless", "--host-sig", "PSP8"}, "psp8.png");
   thumbnailMean(temp.cache(), mean, &hasThumbnail);
   EXPECT_TRUE(hasThumbnail);
   EXPECT_GT(mean[0], 200);
