@@ -1,0 +1,324 @@
+// dialog-runner.exe: a scripted user of the filter's dialog, for the tests
+// under wine. It starts marrowline-host.exe with --dialog, finds the dialog
+// among the host's windows, works its controls with posted messages, reads
+// their state back, captures the window from its device context, and
+// reports what it saw, one "KEY VALUE" line each, into the report file.
+//
+//   dialog-runner.exe SCENARIO REPORT CAPTURE_PREFIX HOST_EXE [HOST ARGS...]
+//
+// Scenarios:
+//   edit    style by its popup, smoothing slider dragged, tweaker typed,
+//           flip ticked, zoom in, pan with the hand; the client area is
+//           captured (CAPTURE_PREFIX-client.ppm); then OK
+//   cancel  flip ticked, then Cancel
+//   escape  flip ticked, then the Esc key
+//   shot    the whole window as it opens (CAPTURE_PREFIX-window.ppm), then
+//           Cancel
+//
+// Everything goes to the dialog as posted messages, the way input arrives:
+// a click sent with SendMessage to a button whose handler opens a modal box
+// would block the runner. Posted messages are handled in order, so after a
+// step the runner posts a marker (a new text limit on a number box, which
+// the dialog never reads) and waits until the box reports it: every message
+// before it has then been handled.
+#include <windows.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Control ids of the dialog.
+constexpr int ID_CANCEL = 2;
+constexpr int ID_OK = 3;
+constexpr int ID_PREVIEW = 5;
+constexpr int ID_ZOOM_IN = 12;
+constexpr int ID_ZOOM_ACTUAL = 14;
+constexpr int ID_SMOOTHING = 17;
+constexpr int ID_TWEAKER_BOX = 27;
+constexpr int ID_SMOOTHING_BOX = 28;
+constexpr int ID_EDGE_STYLE = 33;
+constexpr int ID_FLIP = 41;
+
+constexpr DWORD STEP_TIMEOUT_MS = 20000;
+constexpr DWORD START_TIMEOUT_MS = 60000;
+
+FILE* report = nullptr;
+PROCESS_INFORMATION host{};
+HWND dialog = nullptr;
+UINT markerCount = 0;
+
+void note(const char* key, const std::string& value) {
+  std::fprintf(report, "%s %s\n", key, value.c_str());
+  std::fflush(report);
+}
+
+[[noreturn]] void giveUp(const std::string& why) {
+  note("error", why);
+  if (host.hProcess != nullptr) {
+    TerminateProcess(host.hProcess, 99);
+    WaitForSingleObject(host.hProcess, 5000);
+  }
+  std::fclose(report);
+  ExitProcess(1);
+}
+
+bool hostEnded() { return WaitForSingleObject(host.hProcess, 0) == WAIT_OBJECT_0; }
+
+std::string quoted(const char* text) {
+  std::string q = "\"";
+  for (const char* c = text; *c; ++c) {
+    if (*c == '"') q += '\\';
+    q += *c;
+  }
+  return q + "\"";
+}
+
+void startHost(int argc, char** argv, int first) {
+  std::string line;
+  for (int i = first; i < argc; ++i) line += (line.empty() ? "" : " ") + quoted(argv[i]);
+  std::vector<char> buffer(line.begin(), line.end());
+  buffer.push_back('\0');
+  STARTUPINFOA start{};
+  start.cb = sizeof start;
+  if (!CreateProcessA(nullptr, buffer.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &host))
+    giveUp("cannot start the host: " + line);
+}
+
+struct Search {
+  DWORD processId;
+  HWND found;
+};
+
+BOOL CALLBACK considerWindow(HWND window, LPARAM data) {
+  Search* search = reinterpret_cast<Search*>(data);
+  DWORD owner = 0;
+  GetWindowThreadProcessId(window, &owner);
+  if (owner != search->processId || !IsWindowVisible(window)) return TRUE;
+  char title[64] = {}, kind[64] = {};
+  GetWindowTextA(window, title, sizeof title);
+  GetClassNameA(window, kind, sizeof kind);
+  if (std::strcmp(title, "Marrowline") != 0 || std::strcmp(kind, "#32770") != 0) return TRUE;
+  search->found = window;
+  return FALSE;
+}
+
+void findDialog() {
+  const DWORD begun = GetTickCount();
+  while (GetTickCount() - begun < START_TIMEOUT_MS) {
+    Search search{host.dwProcessId, nullptr};
+    EnumWindows(considerWindow, reinterpret_cast<LPARAM>(&search));
+    if (search.found != nullptr) {
+      dialog = search.found;
+      return;
+    }
+    if (hostEnded()) giveUp("the host ended without showing the dialog");
+    Sleep(50);
+  }
+  giveUp("no dialog appeared");
+}
+
+HWND child(int id) {
+  HWND window = GetDlgItem(dialog, id);
+  if (window == nullptr) giveUp("the dialog has no control " + std::to_string(id));
+  return window;
+}
+
+LRESULT ask(HWND window, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+  DWORD_PTR answer = 0;
+  if (!SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, STEP_TIMEOUT_MS, &answer))
+    giveUp("the dialog does not answer");
+  return static_cast<LRESULT>(answer);
+}
+
+void post(HWND window, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
+  if (!PostMessageA(window, message, wParam, lParam)) giveUp("cannot post to the dialog");
+}
+
+// Waits until every message posted so far has been handled.
+void settle() {
+  HWND box = child(ID_SMOOTHING_BOX);
+  const UINT limit = 30000 + ++markerCount;
+  post(box, EM_SETLIMITTEXT, limit, 0);
+  const DWORD begun = GetTickCount();
+  while (static_cast<UINT>(ask(box, EM_GETLIMITTEXT)) != limit) {
+    if (hostEnded()) giveUp("the host ended during a step");
+    if (GetTickCount() - begun > STEP_TIMEOUT_MS) giveUp("a step was not handled in time");
+    Sleep(10);
+  }
+  // The window's pixels reach the screen when its thread is idle again.
+  Sleep(100);
+}
+
+std::string textOf(int id) {
+  char text[128] = {};
+  // WM_GETTEXT carries a pointer, which the system marshals between
+  // processes (GetWindowText would read only the caption it keeps itself).
+  ask(child(id), WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+  return text;
+}
+
+// A child's rectangle in the dialog's client coordinates.
+RECT childRect(int id) {
+  RECT r;
+  GetWindowRect(child(id), &r);
+  MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&r), 2);
+  return r;
+}
+
+LPARAM at(int x, int y) { return MAKELPARAM(x, y); }
+
+// Press, moves in steps, release: the mouse as the dialog's own window sees it.
+void drag(int x0, int y0, int x1, int y1, int steps) {
+  post(dialog, WM_MOUSEMOVE, 0, at(x0, y0));
+  post(dialog, WM_LBUTTONDOWN, MK_LBUTTON, at(x0, y0));
+  settle();
+  for (int i = 1; i <= steps; ++i)
+    post(dialog, WM_MOUSEMOVE, MK_LBUTTON, at(x0 + (x1 - x0) * i / steps, y0 + (y1 - y0) * i / steps));
+  settle();
+  post(dialog, WM_LBUTTONUP, 0, at(x1, y1));
+  settle();
+}
+
+void click(int id) {
+  post(child(id), BM_CLICK);
+  settle();
+}
+
+// What the dialog shows, read from its window's device context (the
+// children are drawn there too), as a binary PPM.
+void capture(const std::string& path, bool wholeWindow) {
+  RECT r;
+  if (wholeWindow) {
+    GetWindowRect(dialog, &r);
+  } else {
+    GetClientRect(dialog, &r);
+  }
+  const int width = r.right - r.left, height = r.bottom - r.top;
+  HDC source = wholeWindow ? GetWindowDC(dialog) : GetDC(dialog);
+  HDC memory = CreateCompatibleDC(source);
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof info.bmiHeader;
+  info.bmiHeader.biWidth = width;
+  info.bmiHeader.biHeight = -height;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  info.bmiHeader.biCompression = BI_RGB;
+  void* bits = nullptr;
+  HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  HGDIOBJ previous = SelectObject(memory, bitmap);
+  BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
+  GdiFlush();
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) giveUp("cannot write " + path);
+  std::fprintf(file, "P6\n%d %d\n255\n", width, height);
+  const auto* pixels = static_cast<const uint8_t*>(bits);
+  std::vector<uint8_t> row(size_t(width) * 3);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const uint8_t* bgrx = pixels + (size_t(y) * width + x) * 4;
+      row[size_t(x) * 3] = bgrx[2];
+      row[size_t(x) * 3 + 1] = bgrx[1];
+      row[size_t(x) * 3 + 2] = bgrx[0];
+    }
+    std::fwrite(row.data(), 1, row.size(), file);
+  }
+  std::fclose(file);
+  SelectObject(memory, previous);
+  DeleteObject(bitmap);
+  DeleteDC(memory);
+  ReleaseDC(dialog, source);
+  note(wholeWindow ? "window" : "client", std::to_string(width) + " " + std::to_string(height));
+}
+
+void tickFlip() {
+  click(ID_FLIP);
+  note("flip", ask(child(ID_FLIP), BM_GETCHECK) == BST_CHECKED ? "1" : "0");
+}
+
+void editScenario(const std::string& capturePrefix) {
+  // The style popup: the choice, then the notice the list itself would send.
+  HWND styles = child(ID_EDGE_STYLE);
+  ask(styles, CB_SETCURSEL, 2);  // "thin/soft"
+  post(dialog, WM_COMMAND, MAKEWPARAM(ID_EDGE_STYLE, CBN_SELCHANGE), reinterpret_cast<LPARAM>(styles));
+  settle();
+  note("style", std::to_string(ask(styles, CB_GETCURSEL) + 1));
+
+  // The smoothing slider: pressed near its left end, dragged to two thirds.
+  RECT slider = childRect(ID_SMOOTHING);
+  const int middle = (slider.top + slider.bottom) / 2;
+  drag(slider.left + 12, middle, slider.left + (slider.right - slider.left) * 2 / 3, middle, 6);
+  note("smoothing", textOf(ID_SMOOTHING_BOX));
+
+  // The tweaker typed over its box's text: past the top of its range.
+  HWND tweaker = child(ID_TWEAKER_BOX);
+  post(tweaker, EM_SETSEL, 0, -1);
+  for (char c : std::string("150")) post(tweaker, WM_CHAR, static_cast<WPARAM>(c), 1);
+  settle();
+  note("tweaker-typed", textOf(ID_TWEAKER_BOX));
+  // A second after the last key the box takes the value the thumb shows.
+  const DWORD begun = GetTickCount();
+  while (textOf(ID_TWEAKER_BOX) == "150" && GetTickCount() - begun < STEP_TIMEOUT_MS) Sleep(50);
+  settle();
+  note("tweaker", textOf(ID_TWEAKER_BOX));
+
+  tickFlip();
+
+  click(ID_ZOOM_IN);
+  note("zoom", textOf(ID_ZOOM_ACTUAL));
+
+  // The hand: the picture follows the mouse, 40 pixels right and far up.
+  RECT pane = childRect(ID_PREVIEW);
+  const int cx = (pane.left + pane.right) / 2, cy = (pane.top + pane.bottom) / 2;
+  drag(cx, cy, cx + 40, cy - 160, 8);
+  note("pane", std::to_string(pane.left) + " " + std::to_string(pane.top) + " " + std::to_string(pane.right) + " " +
+                   std::to_string(pane.bottom));
+  capture(capturePrefix + "-client.ppm", false);
+
+  post(child(ID_OK), BM_CLICK);
+}
+
+void finish() {
+  if (WaitForSingleObject(host.hProcess, START_TIMEOUT_MS) != WAIT_OBJECT_0) giveUp("the host did not end");
+  DWORD code = 0;
+  GetExitCodeProcess(host.hProcess, &code);
+  note("exit", std::to_string(code));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 5) {
+    std::fprintf(stderr, "usage: dialog-runner.exe edit|cancel|escape|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
+    return 2;
+  }
+  const std::string scenario = argv[1];
+  report = std::fopen(argv[2], "wb");
+  if (report == nullptr) return 2;
+  const std::string capturePrefix = argv[3];
+  startHost(argc, argv, 4);
+  findDialog();
+  note("dialog", "found");
+  settle();
+  if (scenario == "edit") {
+    editScenario(capturePrefix);
+  } else if (scenario == "cancel") {
+    tickFlip();
+    post(child(ID_CANCEL), BM_CLICK);
+  } else if (scenario == "escape") {
+    tickFlip();
+    post(dialog, WM_KEYDOWN, VK_ESCAPE, 1);
+    post(dialog, WM_KEYUP, VK_ESCAPE, 0xC0000001);
+  } else if (scenario == "shot") {
+    Sleep(300);
+    capture(capturePrefix + "-window.ppm", true);
+    post(child(ID_CANCEL), BM_CLICK);
+  } else {
+    giveUp("unknown scenario " + scenario);
+  }
+  finish();
+  std::fclose(report);
+  return 0;
+}
