@@ -10,7 +10,8 @@
 //   edit    style by its popup, smoothing slider dragged, tweaker typed,
 //           flip ticked, zoom in, pan with the hand; the client area is
 //           captured (CAPTURE_PREFIX-client.ppm); then OK
-//   cancel  flip ticked, then Cancel
+//   cancel  the client area as it opens (CAPTURE_PREFIX-client.ppm), flip
+//           ticked, then Cancel
 //   escape  flip ticked, then the Esc key
 //   shot    the whole window as it opens (CAPTURE_PREFIX-window.ppm), then
 //           Cancel
@@ -239,10 +240,13 @@ void tickFlip() {
 }
 
 void editScenario(const std::string& capturePrefix) {
-  // The style popup: the choice, then the notice the list itself would send.
+  // The style popup, from the keyboard: two down from "blurry" is
+  // "thin/soft"; the list tells the dialog of each change itself.
   HWND styles = child(ID_EDGE_STYLE);
-  ask(styles, CB_SETCURSEL, 2);  // "thin/soft"
-  post(dialog, WM_COMMAND, MAKEWPARAM(ID_EDGE_STYLE, CBN_SELCHANGE), reinterpret_cast<LPARAM>(styles));
+  for (int step = 0; step < 2; ++step) {
+    post(styles, WM_KEYDOWN, VK_DOWN, 1);
+    post(styles, WM_KEYUP, VK_DOWN, 0xC0000001);
+  }
   settle();
   note("style", std::to_string(ask(styles, CB_GETCURSEL) + 1));
 
@@ -301,10 +305,15 @@ int main(int argc, char** argv) {
   startHost(argc, argv, 4);
   findDialog();
   note("dialog", "found");
+  // A host's dialog belongs to the host's main window.
+  char ownerClass[64] = {};
+  if (HWND owner = GetWindow(dialog, GW_OWNER)) GetClassNameA(owner, ownerClass, sizeof ownerClass);
+  note("owner", ownerClass[0] ? ownerClass : "none");
   settle();
   if (scenario == "edit") {
     editScenario(capturePrefix);
   } else if (scenario == "cancel") {
+    capture(capturePrefix + "-client.ppm", false);
     tickFlip();
     post(child(ID_CANCEL), BM_CLICK);
   } else if (scenario == "escape") {

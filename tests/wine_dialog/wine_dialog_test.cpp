@@ -234,17 +234,36 @@ TEST_F(WindowsBuildDialog, AScriptedUserGetsWhatTheCommandLineGives) {
 }
 
 TEST_F(WindowsBuildDialog, CancelAndEscapeLeaveNoOutput) {
+  const std::vector<std::string> given = parameters("chrome", "40", "60", "0");
   for (const char* scenario : {"cancel", "escape"}) {
     const std::string output = scratchPath(std::string(scenario) + "-out.png");
     const std::string record = scratchPath(std::string(scenario) + "-record.txt");
     std::remove(output.c_str());
-    Report seen = runScenario(scenario, plus(parameters("chrome", "40", "60", "0"), {"--record", record, input_, output}));
+    Report seen = runScenario(scenario, plus(given, {"--record", record, input_, output}));
     ASSERT_EQ(seen.count("error"), 0u) << scenario << ": " << seen["error"];
+    EXPECT_EQ(seen["owner"], "MarrowlineHostWindow") << scenario << ": the host's window owns the dialog";
     EXPECT_EQ(seen["flip"], "1") << scenario;
     EXPECT_EQ(seen["exit"], "4") << scenario << ": the cancel code";
     EXPECT_FALSE(fileExists(output)) << scenario;
     EXPECT_FALSE(fileExists(record)) << scenario;
   }
+
+  // As it opened, the pane showed the whole picture at a third, centred in
+  // the pane's 518 x 377 inside its frame at (328, 4), on white.
+  const std::string view = scratchPath("cancel-view.png");
+  ASSERT_EQ(runHost(plus(given, {"--preview", "fit"}), input_, view).exitCode, 0);
+  const HostImage pane = readPicture(view);
+  ASSERT_EQ(pane.width, 400);
+  ASSERT_EQ(pane.height, 300);
+  const HostImage client = readCapture(scratchPath("cancel-client.ppm"));
+  const int32_t left = 328 + (518 - 400) / 2, top = 4 + (377 - 300) / 2;
+  EXPECT_TRUE(hostImagesEqual(crop(client, left, top, 400, 300), pane)) << "the pane does not show --preview fit";
+  int32_t notWhite = 0;
+  for (int32_t y = 4; y < 4 + 377; ++y)
+    for (int32_t x = 328; x < 328 + 518; ++x)
+      if (x < left || x >= left + 400 || y < top || y >= top + 300)
+        for (int32_t p = 0; p < 3; ++p) notWhite += hostSample(client, x, y, p) != 255 ? 1 : 0;
+  EXPECT_EQ(notWhite, 0) << "the pane round the picture is not white";
   // The whole window as it opens, for the README.
   if (std::getenv("MARROWLINE_SCREENSHOTS") != nullptr) {
     Report seen = runScenario("shot", plus(parameters("blurry", "20", "30", "0"), {input_, scratchPath("shot.png")}));
