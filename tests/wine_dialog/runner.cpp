@@ -13,7 +13,7 @@
 //   cancel  the client area as it opens (CAPTURE_PREFIX-client.ppm), flip
 //           ticked, then Cancel
 //   escape  flip ticked, then the Esc key
-//   shot    the whole window as it opens (CAPTURE_PREFIX-window.ppm), then
+//   shot    the client area as it opens (CAPTURE_PREFIX-client.ppm), then
 //           Cancel
 //
 // Everything goes to the dialog as posted messages, the way input arrives:
@@ -190,15 +190,11 @@ void click(int id) {
 
 // What the dialog shows, read from its window's device context (the
 // children are drawn there too), as a binary PPM.
-void capture(const std::string& path, bool wholeWindow) {
+void capture(const std::string& path) {
   RECT r;
-  if (wholeWindow) {
-    GetWindowRect(dialog, &r);
-  } else {
-    GetClientRect(dialog, &r);
-  }
+  GetClientRect(dialog, &r);
   const int width = r.right - r.left, height = r.bottom - r.top;
-  HDC source = wholeWindow ? GetWindowDC(dialog) : GetDC(dialog);
+  HDC source = GetDC(dialog);
   HDC memory = CreateCompatibleDC(source);
   BITMAPINFO info{};
   info.bmiHeader.biSize = sizeof info.bmiHeader;
@@ -231,7 +227,7 @@ void capture(const std::string& path, bool wholeWindow) {
   DeleteObject(bitmap);
   DeleteDC(memory);
   ReleaseDC(dialog, source);
-  note(wholeWindow ? "window" : "client", std::to_string(width) + " " + std::to_string(height));
+  note("client", std::to_string(width) + " " + std::to_string(height));
 }
 
 void tickFlip() {
@@ -279,7 +275,7 @@ void editScenario(const std::string& capturePrefix) {
   drag(cx, cy, cx + 40, cy - 160, 8);
   note("pane", std::to_string(pane.left) + " " + std::to_string(pane.top) + " " + std::to_string(pane.right) + " " +
                    std::to_string(pane.bottom));
-  capture(capturePrefix + "-client.ppm", false);
+  capture(capturePrefix + "-client.ppm");
 
   post(child(ID_OK), BM_CLICK);
 }
@@ -313,7 +309,7 @@ int main(int argc, char** argv) {
   if (scenario == "edit") {
     editScenario(capturePrefix);
   } else if (scenario == "cancel") {
-    capture(capturePrefix + "-client.ppm", false);
+    capture(capturePrefix + "-client.ppm");
     tickFlip();
     post(child(ID_CANCEL), BM_CLICK);
   } else if (scenario == "escape") {
@@ -321,8 +317,7 @@ int main(int argc, char** argv) {
     post(dialog, WM_KEYDOWN, VK_ESCAPE, 1);
     post(dialog, WM_KEYUP, VK_ESCAPE, 0xC0000001);
   } else if (scenario == "shot") {
-    Sleep(300);
-    capture(capturePrefix + "-window.ppm", true);
+    capture(capturePrefix + "-client.ppm");
     post(child(ID_CANCEL), BM_CLICK);
   } else {
     giveUp("unknown scenario " + scenario);
