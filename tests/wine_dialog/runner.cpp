@@ -13,6 +13,8 @@
 //   cancel  the client area as it opens (CAPTURE_PREFIX-client.ppm), flip
 //           ticked, then Cancel
 //   escape  flip ticked, then the Esc key
+//   dots    randomize, store in the third dot, randomize again, recall the
+//           third dot, OK
 //   shot    the client area as it opens (CAPTURE_PREFIX-client.ppm), then
 //           Cancel
 //
@@ -37,11 +39,19 @@ constexpr int ID_OK = 3;
 constexpr int ID_PREVIEW = 5;
 constexpr int ID_ZOOM_IN = 12;
 constexpr int ID_ZOOM_ACTUAL = 14;
+constexpr int ID_COLORIZE = 6;
 constexpr int ID_SMOOTHING = 17;
+constexpr int ID_RANDOMIZE = 24;
 constexpr int ID_TWEAKER_BOX = 27;
 constexpr int ID_SMOOTHING_BOX = 28;
+constexpr int ID_REMOVE_NOISE = 31;
 constexpr int ID_EDGE_STYLE = 33;
+constexpr int ID_EDGE_EXTENT = 34;
+constexpr int ID_SOURCE = 35;
+constexpr int ID_CHROME_STYLE = 36;
+constexpr int ID_GLUE = 37;
 constexpr int ID_FLIP = 41;
+constexpr int FIRST_DOT_ID = 121;
 
 constexpr DWORD STEP_TIMEOUT_MS = 20000;
 constexpr DWORD START_TIMEOUT_MS = 60000;
@@ -280,6 +290,48 @@ void editScenario(const std::string& capturePrefix) {
   post(child(ID_OK), BM_CLICK);
 }
 
+// The parameters as the controls show them (all but the drawn dial).
+std::string controlState() {
+  std::string state;
+  for (int id : {ID_EDGE_STYLE, ID_EDGE_EXTENT, ID_SOURCE, ID_CHROME_STYLE, ID_GLUE})
+    state += std::to_string(ask(child(id), CB_GETCURSEL) + 1) + " ";
+  for (int id : {ID_SMOOTHING_BOX, ID_TWEAKER_BOX}) state += textOf(id) + " ";
+  for (int id : {ID_COLORIZE, ID_REMOVE_NOISE, ID_FLIP})
+    state += ask(child(id), BM_GETCHECK) == BST_CHECKED ? "1 " : "0 ";
+  state.pop_back();
+  return state;
+}
+
+// A plain click on a memory dot: its command runs at the release, which
+// the dialog posts behind the marker of the release's own step.
+void clickDot(int slot) {
+  RECT dot = childRect(FIRST_DOT_ID + slot);
+  const int x = (dot.left + dot.right) / 2, y = (dot.top + dot.bottom) / 2;
+  post(dialog, WM_MOUSEMOVE, 0, at(x, y));
+  post(dialog, WM_LBUTTONDOWN, MK_LBUTTON, at(x, y));
+  settle();
+  post(dialog, WM_LBUTTONUP, 0, at(x, y));
+  settle();
+  settle();
+}
+
+// Randomize, keep it in the third dot, randomize again, come back to the
+// dot, OK.
+void dotsScenario() {
+  click(ID_RANDOMIZE);
+  note("randomized", controlState());
+  clickDot(2);
+  click(ID_RANDOMIZE);
+  note("randomized-again", controlState());
+  clickDot(2);
+  note("recalled", controlState());
+  // The dots' files are kept in the temporary folder.
+  char folder[MAX_PATH] = {};
+  GetTempPathA(sizeof folder, folder);
+  note("temporary-folder", folder);
+  post(child(ID_OK), BM_CLICK);
+}
+
 void finish() {
   if (WaitForSingleObject(host.hProcess, START_TIMEOUT_MS) != WAIT_OBJECT_0) giveUp("the host did not end");
   DWORD code = 0;
@@ -291,7 +343,7 @@ void finish() {
 
 int main(int argc, char** argv) {
   if (argc < 5) {
-    std::fprintf(stderr, "usage: dialog-runner.exe edit|cancel|escape|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
+    std::fprintf(stderr, "usage: dialog-runner.exe edit|cancel|escape|dots|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
     return 2;
   }
   const std::string scenario = argv[1];
@@ -316,6 +368,8 @@ int main(int argc, char** argv) {
     tickFlip();
     post(dialog, WM_KEYDOWN, VK_ESCAPE, 1);
     post(dialog, WM_KEYUP, VK_ESCAPE, 0xC0000001);
+  } else if (scenario == "dots") {
+    dotsScenario();
   } else if (scenario == "shot") {
     capture(capturePrefix + "-client.ppm");
     post(child(ID_CANCEL), BM_CLICK);

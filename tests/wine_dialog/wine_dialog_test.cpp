@@ -257,6 +257,42 @@ TEST_F(WindowsBuildDialog, CancelAndEscapeLeaveNoOutput) {
   EXPECT_EQ(notWhite, 0) << "the pane round the picture is not white";
 }
 
+// A Windows path on drive C: of the test's prefix, as a path of this machine.
+std::string hostPathOf(std::string windowsPath) {
+  if (windowsPath.size() < 3 || (windowsPath[0] != 'C' && windowsPath[0] != 'c') || windowsPath[1] != ':') return "";
+  for (char& c : windowsPath)
+    if (c == '\\') c = '/';
+  return kPrefix + "/drive_c" + windowsPath.substr(2);
+}
+
+TEST_F(WindowsBuildDialog, ADotKeepsARandomizedLookUntilOk) {
+  const std::string output = scratchPath("dots-out.png"), record = scratchPath("dots-record.txt");
+  std::remove(output.c_str());
+  // The third dot starts empty and unpinned (a plain click pins what it
+  // stores), and no file of an earlier run may stand in for this one's.
+  std::system(("find " + quote(kPrefix + "/drive_c/users") +
+               " \\( -name 'Marrowline memdot map 3' -o -name 'Marrowline memory dot 2.q4t' \\) -delete")
+                  .c_str());
+  Report seen = runScenario("dots", plus(parameters("blurry", "20", "30", "0"), {"--record", record, input_, output}));
+  ASSERT_EQ(seen.count("error"), 0u) << seen["error"];
+  ASSERT_EQ(seen["exit"], "0") << textOf(scratchPath("dots-stderr.txt"));
+  // The controls show the first draw again after the recall.
+  EXPECT_EQ(seen["recalled"], seen["randomized"]);
+  EXPECT_NE(seen["randomized"], "1 3 1 1 1 20 30 0 1 0") << "randomize changed nothing";
+
+  // OK takes what the third dot's file holds: the command line with that
+  // file as its preset gives the same picture and the same record.
+  std::string folder = hostPathOf(seen["temporary-folder"]);
+  ASSERT_FALSE(folder.empty()) << seen["temporary-folder"];
+  const std::string dotFile = folder + "/Marrowline memory dot 2.q4t";
+  ASSERT_TRUE(fileExists(dotFile)) << dotFile;
+  const std::string expected = scratchPath("dots-expected.png"), expectedRecord = scratchPath("dots-expected.txt");
+  ASSERT_EQ(runHost({"--preset", dotFile, "--record", expectedRecord}, input_, expected).exitCode, 0);
+  ASSERT_TRUE(fileExists(output));
+  EXPECT_TRUE(hostImagesEqual(readPicture(output), readPicture(expected)));
+  EXPECT_EQ(textOf(record), textOf(expectedRecord));
+}
+
 // The README's pictures of the dialog, taken by hand (never under ctest):
 // with MARROWLINE_SCREENSHOTS=docs, run build/native/bin/test_wine_dialog
 // --gtest_also_run_disabled_tests --gtest_filter='*Screenshots'.
