@@ -220,7 +220,7 @@ TEST(CommandLine, ValuesOutOfRangeRunAsBeforeWithOneLineSayingWhatHappens) {
 TEST(CommandLine, HelpListsEveryOptionAndVersionNamesTheLibraries) {
   const std::string help = hostUsageText();
   std::vector<std::string> names = {
-      "selection", "mask", "fore", "back", "plugin", "dialog", "preview", "preset", "record", "progress-log",
+      "selection", "mask", "fore", "back", "plugin", "dialog", "dialog-headless", "preview", "preset", "record", "progress-log",
       "output-dir", "no-buffer-procs", "no-handle-procs", "no-descriptors", "no-display-pixels", "no-advance-state",
       "no-sampling", "buffer-procs-version", "host-sig", "host-profile", "row-padding", "cancel-after", "fail-alloc",
       "fail-alloc-size", "help", "version"};

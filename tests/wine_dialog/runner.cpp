@@ -31,27 +31,11 @@
 #include <string>
 #include <vector>
 
-namespace {
+// The dialog's control ids, from its own tables.
+#include "dialog/controls.h"
+#include "dialog/memory_dots.h"
 
-// Control ids of the dialog.
-constexpr int ID_CANCEL = 2;
-constexpr int ID_OK = 3;
-constexpr int ID_PREVIEW = 5;
-constexpr int ID_ZOOM_IN = 12;
-constexpr int ID_ZOOM_ACTUAL = 14;
-constexpr int ID_COLORIZE = 6;
-constexpr int ID_SMOOTHING = 17;
-constexpr int ID_RANDOMIZE = 24;
-constexpr int ID_TWEAKER_BOX = 27;
-constexpr int ID_SMOOTHING_BOX = 28;
-constexpr int ID_REMOVE_NOISE = 31;
-constexpr int ID_EDGE_STYLE = 33;
-constexpr int ID_EDGE_EXTENT = 34;
-constexpr int ID_SOURCE = 35;
-constexpr int ID_CHROME_STYLE = 36;
-constexpr int ID_GLUE = 37;
-constexpr int ID_FLIP = 41;
-constexpr int FIRST_DOT_ID = 121;
+namespace {
 
 constexpr DWORD STEP_TIMEOUT_MS = 20000;
 constexpr DWORD START_TIMEOUT_MS = 60000;
@@ -343,7 +327,8 @@ void finish() {
 
 int main(int argc, char** argv) {
   if (argc < 5) {
-    std::fprintf(stderr, "usage: dialog-runner.exe edit|cancel|escape|dots|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
+    std::fprintf(stderr,
+                 "usage: dialog-runner.exe edit|cancel|escape|dots|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
     return 2;
   }
   const std::string scenario = argv[1];

@@ -99,6 +99,13 @@ class WineDesktop {
 
 using Report = std::map<std::string, std::string>;
 
+std::string textOf(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
 // One scenario of the runner against `marrowline-host.exe --dialog`.
 Report runScenario(const std::string& scenario, const std::vector<std::string>& hostArguments) {
   const std::string reportPath = scratchPath(scenario + "-report.txt");
@@ -115,14 +122,9 @@ Report runScenario(const std::string& scenario, const std::vector<std::string>& 
     const size_t space = line.find(' ');
     report[line.substr(0, space)] = space == std::string::npos ? "" : line.substr(space + 1);
   }
+  if (report.count("exit") == 0)
+    report["error"] += " (no exit; wine and the host said: " + textOf(scratchPath(scenario + "-stderr.txt")) + ")";
   return report;
-}
-
-std::string textOf(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
 }
 
 // A binary PPM as the runner writes it.
