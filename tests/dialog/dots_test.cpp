@@ -16,6 +16,7 @@
 #include "pihost/host_services.h"
 #include "platform/posix/headless_window.h"
 #include "presets/settings_file.h"
+#include "presets/settings_workspace.h"
 #include "session/session.h"
 #include "tests/region/region_harness.h"
 
@@ -261,6 +262,42 @@ TEST(DialogDots, RecallCtrlAndRightClicksAndAFarRelease) {
     EXPECT_EQ(r.state(8), DOT_CURRENT);
     EXPECT_EQ(r.pin(8), 1);
   });
+}
+
+TEST(DialogDots, ARandomizedStateStoredAndRecalledIsWhatOkTakes) {
+  ScratchFolder scratch;
+  DotRun r;
+  EdgeParameters stored{};
+  r.run([&](WindowHandle w) {
+    headlessClick(w, ID_RANDOMIZE);
+    clickDot(w, 3);
+    stored = *r.params();
+    headlessClick(w, ID_RANDOMIZE);
+    headlessClick(w, ID_RANDOMIZE);
+    clickDot(w, 3);
+    headlessClick(w, ID_OK);
+  });
+  EXPECT_EQ(r.h.result, 0);
+  SettingsWorkspace file;
+  ASSERT_TRUE(openSettingsWorkspace(&file, nullptr));
+  bool hasThumbnail = false;
+  EXPECT_EQ(readSettingsFile(&file.session, dotFile(3).c_str(), SettingsReadAll, &hasThumbnail), 0);
+  EXPECT_TRUE(hasThumbnail);
+  for (const EdgeParameters* p : {r.params(), &file.parameters}) {
+    EXPECT_EQ(p->edgeStyle, stored.edgeStyle);
+    EXPECT_EQ(p->smoothing, stored.smoothing);
+    EXPECT_EQ(p->tweaker, stored.tweaker);
+    EXPECT_EQ(p->edgeExtent, stored.edgeExtent);
+    EXPECT_EQ(p->source, stored.source);
+    EXPECT_EQ(p->colorize, stored.colorize);
+    EXPECT_EQ(p->edgeSpare, stored.edgeSpare);
+    EXPECT_EQ(p->chromeStyle, stored.chromeStyle);
+    EXPECT_EQ(p->angle, stored.angle);
+    EXPECT_EQ(p->removeNoise, stored.removeNoise);
+    EXPECT_EQ(p->glue, stored.glue);
+    EXPECT_EQ(p->flip, stored.flip);
+  }
+  closeSettingsWorkspace(&file);
 }
 
 TEST(DialogDots, TheMarkGoesWithCommandsThatChangeSettingsButNotWithSlidersOrPopups) {
