@@ -15,6 +15,8 @@
 //   escape  flip ticked, then the Esc key
 //   dots    randomize, store in the third dot, randomize again, recall the
 //           third dot, OK
+//   browser Load: the preset browser's pane for two files of a folder,
+//           then Cancel, then OK (see browserScenario)
 //   shot    the client area as it opens (CAPTURE_PREFIX-client.ppm), then
 //           Cancel
 //
@@ -34,6 +36,7 @@
 // The dialog's control ids, from its own tables.
 #include "dialog/controls.h"
 #include "dialog/memory_dots.h"
+#include "presets/preset_browser.h"
 
 namespace {
 
@@ -84,6 +87,7 @@ void startHost(int argc, char** argv, int first) {
 
 struct Search {
   DWORD processId;
+  const char* title;
   HWND found;
 };
 
@@ -95,24 +99,22 @@ BOOL CALLBACK considerWindow(HWND window, LPARAM data) {
   char title[64] = {}, kind[64] = {};
   GetWindowTextA(window, title, sizeof title);
   GetClassNameA(window, kind, sizeof kind);
-  if (std::strcmp(title, "Marrowline") != 0 || std::strcmp(kind, "#32770") != 0) return TRUE;
+  if (std::strcmp(title, search->title) != 0 || std::strcmp(kind, "#32770") != 0) return TRUE;
   search->found = window;
   return FALSE;
 }
 
-void findDialog() {
+// A dialog of the host's with this title, once it shows.
+HWND findHostDialog(const char* title) {
   const DWORD begun = GetTickCount();
   while (GetTickCount() - begun < START_TIMEOUT_MS) {
-    Search search{host.dwProcessId, nullptr};
+    Search search{host.dwProcessId, title, nullptr};
     EnumWindows(considerWindow, reinterpret_cast<LPARAM>(&search));
-    if (search.found != nullptr) {
-      dialog = search.found;
-      return;
-    }
-    if (hostEnded()) giveUp("the host ended without showing the dialog");
+    if (search.found != nullptr) return search.found;
+    if (hostEnded()) giveUp(std::string("the host ended without showing \"") + title + "\"");
     Sleep(50);
   }
-  giveUp("no dialog appeared");
+  giveUp(std::string("no \"") + title + "\" appeared");
 }
 
 HWND child(int id) {
@@ -182,13 +184,11 @@ void click(int id) {
   settle();
 }
 
-// What the dialog shows, read from its window's device context (the
-// children are drawn there too), as a binary PPM.
-void capture(const std::string& path) {
-  RECT r;
-  GetClientRect(dialog, &r);
+// What a window shows in a rectangle of its client area, read from its
+// device context (the children are drawn there too), as a binary PPM.
+void captureRect(HWND window, const RECT& r, const std::string& path) {
   const int width = r.right - r.left, height = r.bottom - r.top;
-  HDC source = GetDC(dialog);
+  HDC source = GetDC(window);
   HDC memory = CreateCompatibleDC(source);
   BITMAPINFO info{};
   info.bmiHeader.biSize = sizeof info.bmiHeader;
@@ -200,7 +200,7 @@ void capture(const std::string& path) {
   void* bits = nullptr;
   HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
   HGDIOBJ previous = SelectObject(memory, bitmap);
-  BitBlt(memory, 0, 0, width, height, source, 0, 0, SRCCOPY);
+  BitBlt(memory, 0, 0, width, height, source, r.left, r.top, SRCCOPY);
   GdiFlush();
   FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) giveUp("cannot write " + path);
@@ -220,8 +220,14 @@ void capture(const std::string& path) {
   SelectObject(memory, previous);
   DeleteObject(bitmap);
   DeleteDC(memory);
-  ReleaseDC(dialog, source);
-  note("client", std::to_string(width) + " " + std::to_string(height));
+  ReleaseDC(window, source);
+}
+
+void capture(const std::string& path) {
+  RECT r;
+  GetClientRect(dialog, &r);
+  captureRect(dialog, r, path);
+  note("client", std::to_string(r.right - r.left) + " " + std::to_string(r.bottom - r.top));
 }
 
 void tickFlip() {
@@ -316,6 +322,73 @@ void dotsScenario() {
   post(child(ID_OK), BM_CLICK);
 }
 
+struct ChildSearch {
+  const char* kind;
+  int id;  // a control id the child must hold, or 0
+  HWND found;
+};
+
+BOOL CALLBACK considerChild(HWND window, LPARAM data) {
+  ChildSearch* search = reinterpret_cast<ChildSearch*>(data);
+  char kind[64] = {};
+  GetClassNameA(window, kind, sizeof kind);
+  if (std::strcmp(kind, search->kind) != 0 || (search->id != 0 && GetDlgItem(window, search->id) == nullptr))
+    return TRUE;
+  search->found = window;
+  return FALSE;
+}
+
+HWND findChild(HWND parent, const char* kind, int id) {
+  ChildSearch search{kind, id, nullptr};
+  EnumChildWindows(parent, considerChild, reinterpret_cast<LPARAM>(&search));
+  if (search.found == nullptr) giveUp(std::string("the open dialog has no ") + kind);
+  return search.found;
+}
+
+// The key as the list gets it while it has the focus.
+void press(HWND window, WPARAM key) {
+  post(window, WM_KEYDOWN, key, 1);
+  post(window, WM_KEYUP, key, 0xC0000001);
+}
+
+// Load: the open dialog with the preset browser's pane. The folder named
+// by MARROWLINE_BROWSE_FOLDER is typed into the name box and opened; the
+// first file and then the second are selected from the keyboard, the pane
+// captured after each (CAPTURE_PREFIX-first.ppm, -second.ppm); Cancel, then
+// the main dialog's controls are noted and OK pressed.
+void browserScenario(const std::string& capturePrefix) {
+  char folder[MAX_PATH] = {};
+  if (GetEnvironmentVariableA("MARROWLINE_BROWSE_FOLDER", folder, sizeof folder) == 0)
+    giveUp("MARROWLINE_BROWSE_FOLDER is not set");
+  note("before", controlState());
+  post(child(ID_LOAD), BM_CLICK);
+  HWND open = findHostDialog("Open a settings file");
+  HWND pane = findChild(open, "#32770", BROWSER_PANE_ID);
+  settle();
+  // The name box takes the folder; OK on a folder opens it.
+  HWND name = findChild(open, "Edit", 0);
+  ask(name, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(folder));
+  post(open, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
+  settle();
+  HWND list = findChild(open, "SysListView32", 0);
+  // Read through the top-level dialog: a child's own device context of
+  // another process reads back black under wine.
+  RECT area;
+  GetWindowRect(GetDlgItem(pane, BROWSER_PANE_ID), &area);
+  MapWindowPoints(nullptr, open, reinterpret_cast<POINT*>(&area), 2);
+  note("browser-pane", std::to_string(area.right - area.left) + " " + std::to_string(area.bottom - area.top));
+  press(list, VK_HOME);
+  settle();
+  captureRect(open, area, capturePrefix + "-first.ppm");
+  press(list, VK_DOWN);
+  settle();
+  captureRect(open, area, capturePrefix + "-second.ppm");
+  post(open, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+  settle();
+  note("after", controlState());
+  post(child(ID_OK), BM_CLICK);
+}
+
 void finish() {
   if (WaitForSingleObject(host.hProcess, START_TIMEOUT_MS) != WAIT_OBJECT_0) giveUp("the host did not end");
   DWORD code = 0;
@@ -328,7 +401,7 @@ void finish() {
 int main(int argc, char** argv) {
   if (argc < 5) {
     std::fprintf(stderr,
-                 "usage: dialog-runner.exe edit|cancel|escape|dots|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
+                 "usage: dialog-runner.exe edit|cancel|escape|dots|browser|shot REPORT CAPTURE_PREFIX HOST_EXE [ARGS...]\n");
     return 2;
   }
   const std::string scenario = argv[1];
@@ -336,7 +409,7 @@ int main(int argc, char** argv) {
   if (report == nullptr) return 2;
   const std::string capturePrefix = argv[3];
   startHost(argc, argv, 4);
-  findDialog();
+  dialog = findHostDialog("Marrowline");
   note("dialog", "found");
   // A host's dialog belongs to the host's main window.
   char ownerClass[64] = {};
@@ -353,6 +426,8 @@ int main(int argc, char** argv) {
     tickFlip();
     post(dialog, WM_KEYDOWN, VK_ESCAPE, 1);
     post(dialog, WM_KEYUP, VK_ESCAPE, 0xC0000001);
+  } else if (scenario == "browser") {
+    browserScenario(capturePrefix);
   } else if (scenario == "dots") {
     dotsScenario();
   } else if (scenario == "shot") {

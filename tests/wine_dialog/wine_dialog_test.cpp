@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -293,6 +294,76 @@ TEST_F(WindowsBuildDialog, ADotKeepsARandomizedLookUntilOk) {
   ASSERT_TRUE(fileExists(output));
   EXPECT_TRUE(hostImagesEqual(readPicture(output), readPicture(expected)));
   EXPECT_EQ(textOf(record), textOf(expectedRecord));
+}
+
+// Every pixel of a capture within `slack` of one colour.
+bool allNear(const HostImage& image, const uint16_t colour[3], int slack) {
+  for (int32_t y = 0; y < image.height; ++y)
+    for (int32_t x = 0; x < image.width; ++x)
+      for (int32_t p = 0; p < 3; ++p)
+        if (std::abs(int(hostSample(image, x, y, p)) - int(colour[p])) > slack) return false;
+  return image.width > 0;
+}
+
+TEST_F(WindowsBuildDialog, TheBrowserShowsStoredThumbnailsAndChangesNothing) {
+  // A folder of two settings files: the first with a red thumbnail, the
+  // second with none; both far from the parameters the dialog opens with.
+  const std::string folder = scratchPath("browse");
+  std::system(("rm -rf " + quote(folder) + " && mkdir -p " + quote(folder)).c_str());
+  HostImage red;
+  hostImageAllocate(&red, 128, 128, 3, false, 8, 0);
+  for (int32_t y = 0; y < 128; ++y)
+    for (int32_t x = 0; x < 128; ++x) setHostSample(&red, x, y, 0, 230);
+  const std::string redPicture = scratchPath("red.png");
+  writePicture(redPicture, red);
+  const std::string tool = quote(std::string(ML_NATIVE_BIN) + "/marrowline-preset");
+  ASSERT_EQ(std::system((tool + " write " + quote(folder + "/a red.q4t") + " --edge-style chrome --thumbnail " +
+                         quote(redPicture)).c_str()),
+            0);
+  ASSERT_EQ(std::system((tool + " write " + quote(folder + "/b plain.q4t") + " --edge-style tangled").c_str()), 0);
+  const std::string stored = scratchPath("a-red-thumbnail.png");
+  ASSERT_EQ(std::system((tool + " thumbnail " + quote(folder + "/a red.q4t") + " " + quote(stored)).c_str()), 0);
+  const HostImage thumbnail = readPicture(stored);
+  const uint16_t storedColour[3] = {hostSample(thumbnail, 64, 64, 0), hostSample(thumbnail, 64, 64, 1),
+                                    hostSample(thumbnail, 64, 64, 2)};
+
+  std::string windowsFolder = "Z:" + folder;
+  for (char& c : windowsFolder)
+    if (c == '/') c = '\\';
+  setenv("MARROWLINE_BROWSE_FOLDER", windowsFolder.c_str(), 1);
+  const std::string output = scratchPath("browser-out.png");
+  std::remove(output.c_str());
+  const std::vector<std::string> given = parameters("blurry", "20", "30", "0");
+  Report seen = runScenario("browser", plus(given, {input_, output}));
+  unsetenv("MARROWLINE_BROWSE_FOLDER");
+  ASSERT_EQ(seen.count("error"), 0u) << seen["error"];
+  ASSERT_EQ(seen["exit"], "0") << textOf(scratchPath("browser-stderr.txt"));
+
+  // The first file's stored thumbnail fills the pane; the second, without
+  // one, leaves the grey ramp: grey, and not one flat grey.
+  const HostImage first = readCapture(scratchPath("browser-first.ppm"));
+  EXPECT_TRUE(allNear(first, storedColour, 2)) << "the pane does not show the stored thumbnail";
+  const HostImage second = readCapture(scratchPath("browser-second.ppm"));
+  ASSERT_GT(second.width, 0);
+  bool grey = true;
+  uint16_t lowest = 255, highest = 0;
+  for (int32_t y = 0; y < second.height; ++y)
+    for (int32_t x = 0; x < second.width; ++x) {
+      const uint16_t v = hostSample(second, x, y, 0);
+      grey = grey && v == hostSample(second, x, y, 1) && v == hostSample(second, x, y, 2);
+      lowest = std::min(lowest, v);
+      highest = std::max(highest, v);
+    }
+  EXPECT_TRUE(grey) << "a file without a thumbnail does not show the ramp";
+  EXPECT_GT(highest - lowest, 64) << "a file without a thumbnail does not show the ramp";
+
+  // Cancel in the browser changed nothing: OK renders what the dialog
+  // opened with.
+  EXPECT_EQ(seen["after"], seen["before"]);
+  const std::string expected = scratchPath("browser-expected.png");
+  ASSERT_EQ(runHost(given, input_, expected).exitCode, 0);
+  ASSERT_TRUE(fileExists(output));
+  EXPECT_TRUE(hostImagesEqual(readPicture(output), readPicture(expected)));
 }
 
 // The README's pictures of the dialog, taken by hand (never under ctest):
