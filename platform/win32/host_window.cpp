@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "platform/win32/top_down_bitmap.h"
+
 namespace {
 
 constexpr const char* OWNER_CLASS = "MarrowlineHostWindow";
@@ -57,13 +59,7 @@ bool hostDrawPixels(void* context, int32_t left, int32_t top, int32_t width, int
       out[2] = in[0];
     }
   }
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof info.bmiHeader;
-  info.bmiHeader.biWidth = width;
-  info.bmiHeader.biHeight = -height;
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 24;
-  info.bmiHeader.biCompression = BI_RGB;
+  BITMAPINFO info = topDownBitmapInfo(width, height, 24);
   const int lines = SetDIBitsToDevice(static_cast<HDC>(context), left, top, DWORD(width), DWORD(height), 0, 0, 0,
                                       UINT(height), dib.data(), &info, DIB_RGB_COLORS);
   return lines == height;

@@ -33,6 +33,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/win32/top_down_bitmap.h"
+
 // The dialog's control ids, from its own tables.
 #include "dialog/controls.h"
 #include "dialog/memory_dots.h"
@@ -190,13 +192,7 @@ void captureRect(HWND window, const RECT& r, const std::string& path) {
   const int width = r.right - r.left, height = r.bottom - r.top;
   HDC source = GetDC(window);
   HDC memory = CreateCompatibleDC(source);
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof info.bmiHeader;
-  info.bmiHeader.biWidth = width;
-  info.bmiHeader.biHeight = -height;
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
-  info.bmiHeader.biCompression = BI_RGB;
+  BITMAPINFO info = topDownBitmapInfo(width, height, 32);
   void* bits = nullptr;
   HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
   HGDIOBJ previous = SelectObject(memory, bitmap);
