@@ -1,0 +1,3 @@
+#include "gimp/filter_dialog.h"
+
+bool runFilterDialog(gint32, gint32, GimpFilterValues*) { return true; }
