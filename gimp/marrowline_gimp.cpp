@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "gimp/drawable_pixels.h"
 #include "gimp/filter_dialog.h"
 #include "gimp/filter_run.h"
 #include "gimp/filter_values.h"
@@ -45,33 +46,6 @@ void query() {
                          "Quellfire", "Quellfire", "2026", "_Marrowline...", "RGB*, GRAY*", GIMP_PLUGIN,
                          ARGUMENT_COUNT, 0, arguments, nullptr);
   gimp_plugin_menu_register(PROCEDURE_NAME, "<Image>/Filters/Quellfire");
-}
-
-// How the drawable's pixels travel: grey or RGB, alpha, and 8 bits for 8-bit
-// images, the 16-bit path for 16-bit, 32-bit and float ones, always in the
-// perceptual encoding the filter's arithmetic is made for and in the
-// drawable's own colour space.
-struct DrawableLayout {
-  int32_t colorPlanes = 3;
-  bool alpha = false;
-  int32_t depth = 8;
-  const Babl* format = nullptr;
-};
-
-DrawableLayout drawableLayout(gint32 image, gint32 drawable) {
-  DrawableLayout layout;
-  layout.colorPlanes = gimp_drawable_is_gray(drawable) ? 1 : 3;
-  layout.alpha = gimp_drawable_has_alpha(drawable);
-  const GimpPrecision precision = gimp_image_get_precision(image);
-  layout.depth = (precision == GIMP_PRECISION_U8_GAMMA || precision == GIMP_PRECISION_U8_LINEAR) ? 8 : 16;
-  std::string name = layout.colorPlanes == 1 ? (layout.alpha ? "Y'A" : "Y'") : (layout.alpha ? "R'G'B'A" : "R'G'B'");
-  name += layout.depth == 8 ? " u8" : " u16";
-  layout.format = babl_format_with_space(name.c_str(), gimp_drawable_get_format(drawable));
-  return layout;
-}
-
-void* sampleData(HostImage* picture) {
-  return picture->depth == 16 ? static_cast<void*>(picture->words.data()) : static_cast<void*>(picture->bytes.data());
 }
 
 // The progress bar: one update a percent, since each is a round trip to GIMP.
@@ -118,11 +92,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   const gint drawableHeight = gimp_drawable_height(drawable);
   // The filter reads a margin round its rectangle, so it gets the whole drawable.
   HostImage picture;
-  hostImageAllocate(&picture, drawableWidth, drawableHeight, layout.colorPlanes, layout.alpha, layout.depth, 0);
-  GeglBuffer* buffer = gimp_drawable_get_buffer(drawable);
-  gegl_buffer_get(buffer, GEGL_RECTANGLE(0, 0, drawableWidth, drawableHeight), 1.0, layout.format,
-                  sampleData(&picture), GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
-  g_object_unref(buffer);
+  readDrawableRect(drawable, layout, 0, 0, drawableWidth, drawableHeight, &picture);
 
   FilterRunHooks hooks;
   ProgressState progress;
@@ -145,10 +115,10 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   }
 
   GeglBuffer* shadow = gimp_drawable_get_shadow_buffer(drawable);
-  const size_t bytesPerSample = layout.depth == 16 ? 2 : 1;
-  const size_t rowBytes = size_t(drawableWidth) * size_t(imagePlanes(picture)) * bytesPerSample;
-  const uint8_t* first = static_cast<const uint8_t*>(sampleData(&picture)) + size_t(y) * rowBytes +
-                         size_t(x) * size_t(imagePlanes(picture)) * bytesPerSample;
+  const size_t rowBytes = pictureRowBytes(picture);
+  const size_t pixelBytes = rowBytes / size_t(drawableWidth);
+  const uint8_t* first =
+      static_cast<const uint8_t*>(pictureSamples(picture)) + size_t(y) * rowBytes + size_t(x) * pixelBytes;
   gegl_buffer_set(shadow, GEGL_RECTANGLE(x, y, width, height), 0, layout.format, first, gint(rowBytes));
   g_object_unref(shadow);
   gimp_progress_update(1.0);

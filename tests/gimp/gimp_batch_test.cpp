@@ -99,26 +99,47 @@ std::string saveAs(const std::string& output) {
 struct Batch {
   std::string folder;
   int exitCode = -1;
-  std::string log;  // gimp-console's output
+  std::string log;  // GIMP's output
 };
+
+// A folder with the pictures, a private profile that does not exist yet, its
+// own home, and the plug-in installed as ./run install-gimp installs it.
+std::string preparedFolder(const std::string& name) {
+  const std::string dir = fs::absolute(scratchPath(name)).string();
+  fs::create_directories(dir + "/home");
+  fs::create_directories(dir + "/plug-ins/marrowline-gimp");
+  for (const char* file : {"marrowline-gimp", "Marrowline.so"})
+    fs::copy_file(std::string(ML_NATIVE_BIN) + "/" + file, dir + "/plug-ins/marrowline-gimp/" + file,
+                  fs::copy_options::overwrite_existing);
+  std::ofstream(dir + "/gimprc") << "(plug-in-path \"${gimp_plug_in_dir}/plug-ins:" << dir << "/plug-ins\")\n";
+  writePicture(dir + "/rgb8.png", makeTestPicture(160, 120, 3, false, 8, 1));
+  writePicture(dir + "/rgb16.png", makeTestPicture(150, 110, 3, false, 16, 2));
+  writePicture(dir + "/rgba8.png", makeTestPicture(140, 100, 3, true, 8, 3));
+  writePicture(dir + "/grey8.png", makeTestPicture(130, 90, 1, false, 8, 4));
+  return dir;
+}
+
+// One GIMP session running each batch command in turn, then quitting.
+void runGimp(Batch* run, const std::string& environment, const std::string& program,
+             const std::vector<std::string>& commands) {
+  const std::string dir = run->folder;
+  std::string command = "cd '" + dir + "' && HOME='" + dir + "/home' GIMP2_DIRECTORY='" + dir +
+                        "/profile' GEGL_USE_OPENCL=no " + environment + " timeout 180 " + program + " --no-data --no-fonts --gimprc '" +
+                        dir + "/gimprc'";
+  for (const std::string& c : commands) command += " -b '" + c + "'";
+  command += " -b '(gimp-quit 0)' >'" + dir + "/gimp.log' 2>&1";
+  const int status = std::system(command.c_str());
+  run->exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  std::ifstream in(dir + "/gimp.log");
+  run->log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
 
 // Pictures, the batch and one gimp-console session; run once for all tests.
 const Batch& batch() {
   static Batch b = [] {
     Batch run;
-    run.folder = fs::absolute(scratchPath("gimp")).string();
+    run.folder = preparedFolder("gimp");
     const std::string dir = run.folder;
-    fs::create_directories(dir + "/home");
-    fs::create_directories(dir + "/plug-ins/marrowline-gimp");
-    for (const char* file : {"marrowline-gimp", "Marrowline.so"})
-      fs::copy_file(std::string(ML_NATIVE_BIN) + "/" + file, dir + "/plug-ins/marrowline-gimp/" + file,
-                    fs::copy_options::overwrite_existing);
-    std::ofstream(dir + "/gimprc") << "(plug-in-path \"${gimp_plug_in_dir}/plug-ins:" << dir << "/plug-ins\")\n";
-
-    writePicture(dir + "/rgb8.png", makeTestPicture(160, 120, 3, false, 8, 1));
-    writePicture(dir + "/rgb16.png", makeTestPicture(150, 110, 3, false, 16, 2));
-    writePicture(dir + "/rgba8.png", makeTestPicture(140, 100, 3, true, 8, 3));
-    writePicture(dir + "/grey8.png", makeTestPicture(130, 90, 1, false, 8, 4));
 
     std::string script = "(begin";
     for (const BatchCase& c : batchCases())
@@ -142,15 +163,23 @@ const Batch& batch() {
     const std::string failing =
         callOn(dir + "/rgb8.png", "(plug-in-marrowline 1 img d" + valueList(outOfRange) + ")");
 
-    std::ofstream(dir + "/batch.scm") << script;
-    const std::string command = "cd '" + dir + "' && HOME='" + dir + "/home' GIMP2_DIRECTORY='" + dir +
-                                "/profile' GEGL_USE_OPENCL=no timeout 180 gimp-console-2.10 --no-interface "
-                                "--no-data --no-fonts --gimprc '" + dir + "/gimprc' -b '" + script + "' -b '" +
-                                failing + "' -b '(gimp-quit 0)' >'" + dir + "/gimp.log' 2>&1";
-    const int status = std::system(command.c_str());
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream in(dir + "/gimp.log");
-    run.log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    runGimp(&run, "", "gimp-console-2.10 --no-interface", {script, failing});
+    return run;
+  }();
+  return b;
+}
+
+// The dialog in GIMP with its interface under Xvfb: the dialog's test steps
+// move the smoothing slider and press OK (filter_dialog.h).
+const Batch& dialogSession() {
+  static Batch b = [] {
+    Batch run;
+    run.folder = preparedFolder("gimp-dialog");
+    const std::string dir = run.folder;
+    const std::string script = callOn(dir + "/rgb8.png", "(plug-in-marrowline 0 img d" + valueList(kIgnored) + ") " +
+                                                             saveAs(dir + "/gimp-dialog.png"));
+    runGimp(&run, "MARROWLINE_GIMP_DIALOG_TEST='" + dir + "'",
+            "xvfb-run -a -s '-screen 0 1024x768x24' gimp-2.10 --no-splash", {script});
     return run;
   }();
   return b;
@@ -158,8 +187,7 @@ const Batch& batch() {
 
 // The host's output for the same file, values and options.
 HostImage hostResult(const std::string& name, const std::string& input, const int32_t* values,
-                     std::vector<std::string> options) {
-  const std::string dir = batch().folder;
+                     std::vector<std::string> options, const std::string& dir = batch().folder) {
   for (const std::string& o : hostValueOptions(values)) options.push_back(o);
   const std::string output = dir + "/host-" + name + ".png";
   const HostRun run = runHost(options, dir + "/" + input, output);
@@ -167,9 +195,9 @@ HostImage hostResult(const std::string& name, const std::string& input, const in
   return readPicture(output);
 }
 
-HostImage gimpResult(const std::string& file) {
-  const std::string path = batch().folder + "/" + file;
-  EXPECT_TRUE(fileExists(path)) << "GIMP wrote no " << file << "\n" << batch().log;
+HostImage gimpResult(const std::string& file, const Batch& session = batch()) {
+  const std::string path = session.folder + "/" + file;
+  EXPECT_TRUE(fileExists(path)) << "GIMP wrote no " << file << "\n" << session.log;
   return fileExists(path) ? readPicture(path) : HostImage{};
 }
 
@@ -232,6 +260,25 @@ TEST(GimpBatch, OutOfRangeValueFailsTheCallWithAMessage) {
   const std::string& log = batch().log;
   EXPECT_NE(log.find("plug-in-marrowline failed on invalid input arguments"), std::string::npos) << log;
   EXPECT_NE(log.find("edge style 14 is outside 1..13"), std::string::npos) << log;
+}
+
+TEST(GimpDialog, MovedSliderChangesThePreviewAndOkTheImage) {
+  const Batch& session = dialogSession();
+  ASSERT_EQ(session.exitCode, 0) << session.log;
+  unsigned first = 0, second = 0;
+  FILE* report = std::fopen((session.folder + "/preview.txt").c_str(), "r");
+  ASSERT_NE(report, nullptr) << session.log;
+  ASSERT_EQ(std::fscanf(report, "%u %u", &first, &second), 2);
+  std::fclose(report);
+  EXPECT_NE(first, second);
+  EXPECT_TRUE(fileExists(session.folder + "/dialog.png"));
+  // A fresh profile has no last values: the defaults, with the slider's smoothing.
+  int32_t chosen[SCRIPT_KEY_COUNT];
+  const GimpFilterValues defaults = defaultFilterValues();
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) chosen[i] = defaults.value[i];
+  chosen[1] = 60;
+  EXPECT_TRUE(hostImagesEqual(gimpResult("gimp-dialog.png", session),
+                              hostResult("dialog", "rgb8.png", chosen, {}, session.folder)));
 }
 
 }  // namespace
