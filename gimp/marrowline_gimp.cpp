@@ -5,6 +5,7 @@
 // the shadow buffer, which GIMP merges by the selection with undo.
 #include <libgimp/gimp.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -49,7 +50,9 @@ void query() {
 }
 
 // The progress bar: one update a percent, since each is a round trip to GIMP.
-// GIMP answers an update with failure once the user has cancelled.
+// Cancelling from GIMP's progress bar ends this process before anything is
+// merged, so the drawable stays as it was; an update that fails (GIMP has
+// gone away) stops the filter as a cancel would.
 struct ProgressState {
   int lastPercent = -1;
   bool cancelled = false;
@@ -75,6 +78,23 @@ void colorBytes(const GimpRGB& color, uint8_t out[3]) {
   out[2] = b;
 }
 
+// With MARROWLINE_GIMP_TIMING set, the time of each step goes to stderr,
+// for the benchmark that weighs GIMP's part against the filter's.
+struct StepTimer {
+  bool on = g_getenv("MARROWLINE_GIMP_TIMING") != nullptr;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  std::string line;
+  void step(const char* name) {
+    const auto now = std::chrono::steady_clock::now();
+    line += std::string(line.empty() ? "" : ", ") + name + " " +
+            std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now - start).count()) + " ms";
+    start = now;
+  }
+  ~StepTimer() {
+    if (on) g_printerr("marrowline-gimp: %s\n", line.c_str());
+  }
+};
+
 // The whole filter on the drawable. False with a message on failure;
 // `cancelled` tells a cancel apart from an error.
 bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& values, std::string* message,
@@ -91,8 +111,10 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   const gint drawableWidth = gimp_drawable_width(drawable);
   const gint drawableHeight = gimp_drawable_height(drawable);
   // The filter reads a margin round its rectangle, so it gets the whole drawable.
+  StepTimer timer;
   HostImage picture;
   readDrawableRect(drawable, layout, 0, 0, drawableWidth, drawableHeight, &picture);
+  timer.step("read");
 
   FilterRunHooks hooks;
   ProgressState progress;
@@ -109,6 +131,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   const int16_t result =
       runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
   unloadPluginModule(&module);
+  timer.step("filter");
   if (result != 0) {
     *cancelled = result == userCanceledErr || progress.cancelled;
     return false;
@@ -124,6 +147,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   gimp_progress_update(1.0);
   gimp_drawable_merge_shadow(drawable, TRUE);
   gimp_drawable_update(drawable, x, y, width, height);
+  timer.step("write and merge");
   return true;
 }
 
