@@ -16,6 +16,7 @@
 #include <string>
 
 #include "tests/e2e/host_runner.h"
+#include "tests/gimp/gimp_session.h"
 
 namespace {
 
@@ -55,31 +56,25 @@ double stepMs(const std::string& log, const std::string& name) {
 
 void BM_GimpBatch12MP(benchmark::State& state) {
   const std::string dir = fs::absolute(scratchPath("gimp")).string();
-  fs::create_directories(dir + "/home");
-  fs::create_directories(dir + "/plug-ins/marrowline-gimp");
-  for (const char* file : {"marrowline-gimp", "Marrowline.so"})
-    fs::copy_file(std::string(ML_NATIVE_BIN) + "/" + file, dir + "/plug-ins/marrowline-gimp/" + file,
-                  fs::copy_options::overwrite_existing);
-  std::ofstream(dir + "/gimprc") << "(plug-in-path \"${gimp_plug_in_dir}/plug-ins:" << dir << "/plug-ins\")\n";
+  prepareGimpFolder(dir);
   const std::string in = picturePath();
   const std::string out = dir + "/gimp-out.png";
   const std::string script = "(let* ((img (car (file-png-load 1 \"" + in + "\" \"" + in +
                              "\"))) (d (car (gimp-image-get-active-drawable img)))) (plug-in-marrowline 1 img d 3 20 "
                              "80 3 1 0 1 45 1 1 0) (file-png-save2 1 img d \"" + out + "\" \"" + out +
                              "\" 0 6 0 0 0 0 0 0 1))";
-  const std::string command = "HOME='" + dir + "/home' GIMP2_DIRECTORY='" + dir +
-                              "/profile' GEGL_USE_OPENCL=no MARROWLINE_GIMP_TIMING=1 timeout 600 gimp-console-2.10 "
-                              "--no-interface --no-data --no-fonts --gimprc '" + dir + "/gimprc' -b '" + script +
-                              "' -b '(gimp-quit 0)' >'" + dir + "/gimp.log' 2>&1";
+  auto session = [&] {
+    return runGimpSession(dir, "MARROWLINE_GIMP_TIMING=1", "gimp-console-2.10 --no-interface", {script});
+  };
   // The first start registers the plug-in; it is not what is measured.
-  secondsOf(command);
+  session();
   double read = 0, filter = 0, write = 0;
   for (auto _ : state) {
-    const double seconds = secondsOf(command);
-    if (seconds < 0) state.SkipWithError("gimp-console failed");
-    state.SetIterationTime(seconds);
-    std::ifstream logFile(dir + "/gimp.log");
-    const std::string log((std::istreambuf_iterator<char>(logFile)), std::istreambuf_iterator<char>());
+    const auto start = std::chrono::steady_clock::now();
+    const GimpSession run = session();
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    if (run.exitCode != 0) state.SkipWithError("gimp-console failed");
+    const std::string& log = run.log;
     read += stepMs(log, "read");
     filter += stepMs(log, "filter");
     write += stepMs(log, "merge");

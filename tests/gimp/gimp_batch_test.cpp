@@ -3,8 +3,6 @@
 // same file with the same values.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +13,7 @@
 
 #include "gimp/filter_values.h"
 #include "tests/e2e/host_runner.h"
+#include "tests/gimp/gimp_session.h"
 
 namespace {
 
@@ -96,22 +95,12 @@ std::string saveAs(const std::string& output) {
   return "(file-png-save2 1 img d " + quoted(output) + " " + quoted(output) + " 0 9 0 0 0 0 0 0 1)";
 }
 
-struct Batch {
-  std::string folder;
-  int exitCode = -1;
-  std::string log;  // GIMP's output
-};
+using Batch = GimpSession;
 
-// A folder with the pictures, a private profile that does not exist yet, its
-// own home, and the plug-in installed as ./run install-gimp installs it.
+// A prepared folder with the test's pictures.
 std::string preparedFolder(const std::string& name) {
   const std::string dir = fs::absolute(scratchPath(name)).string();
-  fs::create_directories(dir + "/home");
-  fs::create_directories(dir + "/plug-ins/marrowline-gimp");
-  for (const char* file : {"marrowline-gimp", "Marrowline.so"})
-    fs::copy_file(std::string(ML_NATIVE_BIN) + "/" + file, dir + "/plug-ins/marrowline-gimp/" + file,
-                  fs::copy_options::overwrite_existing);
-  std::ofstream(dir + "/gimprc") << "(plug-in-path \"${gimp_plug_in_dir}/plug-ins:" << dir << "/plug-ins\")\n";
+  prepareGimpFolder(dir);
   writePicture(dir + "/rgb8.png", makeTestPicture(160, 120, 3, false, 8, 1));
   writePicture(dir + "/rgb16.png", makeTestPicture(150, 110, 3, false, 16, 2));
   writePicture(dir + "/rgba8.png", makeTestPicture(140, 100, 3, true, 8, 3));
@@ -119,27 +108,10 @@ std::string preparedFolder(const std::string& name) {
   return dir;
 }
 
-// One GIMP session running each batch command in turn, then quitting.
-void runGimp(Batch* run, const std::string& environment, const std::string& program,
-             const std::vector<std::string>& commands) {
-  const std::string dir = run->folder;
-  std::string command = "cd '" + dir + "' && HOME='" + dir + "/home' GIMP2_DIRECTORY='" + dir +
-                        "/profile' GEGL_USE_OPENCL=no " + environment + " timeout 180 " + program + " --no-data --no-fonts --gimprc '" +
-                        dir + "/gimprc'";
-  for (const std::string& c : commands) command += " -b '" + c + "'";
-  command += " -b '(gimp-quit 0)' >'" + dir + "/gimp.log' 2>&1";
-  const int status = std::system(command.c_str());
-  run->exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream in(dir + "/gimp.log");
-  run->log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // Pictures, the batch and one gimp-console session; run once for all tests.
 const Batch& batch() {
   static Batch b = [] {
-    Batch run;
-    run.folder = preparedFolder("gimp");
-    const std::string dir = run.folder;
+    const std::string dir = preparedFolder("gimp");
 
     std::string script = "(begin";
     for (const BatchCase& c : batchCases())
@@ -163,8 +135,7 @@ const Batch& batch() {
     const std::string failing =
         callOn(dir + "/rgb8.png", "(plug-in-marrowline 1 img d" + valueList(outOfRange) + ")");
 
-    runGimp(&run, "", "gimp-console-2.10 --no-interface", {script, failing});
-    return run;
+    return runGimpSession(dir, "", "gimp-console-2.10 --no-interface", {script, failing});
   }();
   return b;
 }
@@ -173,14 +144,11 @@ const Batch& batch() {
 // move the smoothing slider and press OK (filter_dialog.h).
 const Batch& dialogSession() {
   static Batch b = [] {
-    Batch run;
-    run.folder = preparedFolder("gimp-dialog");
-    const std::string dir = run.folder;
+    const std::string dir = preparedFolder("gimp-dialog");
     const std::string script = callOn(dir + "/rgb8.png", "(plug-in-marrowline 0 img d" + valueList(kIgnored) + ") " +
                                                              saveAs(dir + "/gimp-dialog.png"));
-    runGimp(&run, "MARROWLINE_GIMP_DIALOG_TEST='" + dir + "'",
-            "xvfb-run -a -s '-screen 0 1024x768x24' gimp-2.10 --no-splash", {script});
-    return run;
+    return runGimpSession(dir, "MARROWLINE_GIMP_DIALOG_TEST='" + dir + "'",
+                          "xvfb-run -a -s '-screen 0 1024x768x24' gimp-2.10 --no-splash", {script});
   }();
   return b;
 }
