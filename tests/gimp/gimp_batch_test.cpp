@@ -26,6 +26,7 @@ struct BatchCase {
   std::string input;     // file name in the scratch folder
   int32_t values[SCRIPT_KEY_COUNT];
   std::string setup;     // Script-Fu run on img and d before the call
+  std::string after;     // and after it, before saving
   std::vector<std::string> hostOptions;
   int runMode = 1;       // RUN-NONINTERACTIVE
 };
@@ -61,6 +62,11 @@ std::vector<BatchCase> batchCases() {
   cases.push_back(make("offset", "rgb8.png", kOffset,
                        "(gimp-image-resize img 190 140 13 7) (gimp-image-select-rectangle img 2 43 27 70 50)",
                        {"--selection", "30,20,100,70"}));
+  // A float image takes the 16-bit path; 16 bits to float and back are exact.
+  BatchCase floating = make("float", "rgb16.png", kRgb16, "(gimp-image-convert-precision img 650)", {});
+  floating.after = "(gimp-image-convert-precision img 250)";
+  cases.push_back(floating);
+  // The last successful call sets the last values.
   cases.push_back(make("last-set", "rgb8.png", kLast, "", {}));
   BatchCase last = make("last-use", "rgb16.png", kIgnored, "", {});
   last.runMode = 2;  // RUN-WITH-LAST-VALS: the values passed are not read
@@ -116,7 +122,7 @@ const Batch& batch() {
     std::string script = "(begin";
     for (const BatchCase& c : batchCases())
       script += " " + callOn(dir + "/" + c.input, c.setup + " (plug-in-marrowline " + std::to_string(c.runMode) +
-                                                      " img d" + valueList(c.values) + ") " +
+                                                      " img d" + valueList(c.values) + ") " + c.after + " " +
                                                       saveAs(dir + "/gimp-" + c.name + ".png"));
     // A feathered selection: its bounds, which GIMP works out, go into the
     // output's name for the host's run on the same rectangle.
