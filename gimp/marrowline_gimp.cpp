@@ -6,7 +6,9 @@
 #include <libgimp/gimp.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -110,6 +112,12 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   const DrawableLayout layout = drawableLayout(image, drawable);
   const gint drawableWidth = gimp_drawable_width(drawable);
   const gint drawableHeight = gimp_drawable_height(drawable);
+  // The interface counts pixels in 16 bits; say so before reading anything.
+  if (drawableWidth > INT16_MAX || drawableHeight > INT16_MAX) {
+    unloadPluginModule(&module);
+    *message = "the layer must be at most 32767 pixels on each side";
+    return false;
+  }
   // The filter reads a margin round its rectangle, so it gets the whole drawable.
   StepTimer timer;
   HostImage picture;
@@ -224,7 +232,13 @@ void run(const gchar*, gint nparams, const GimpParam* param, gint* nreturn_vals,
 
   std::string message;
   bool cancelled = false;
-  if (!filterDrawable(image, drawable, values, &message, &cancelled)) {
+  bool done = false;
+  try {
+    done = filterDrawable(image, drawable, values, &message, &cancelled);
+  } catch (const std::bad_alloc&) {
+    message = "not enough memory for the layer";
+  }
+  if (!done) {
     if (cancelled) answer[0].data.d_status = GIMP_PDB_CANCEL;
     else fail(GIMP_PDB_EXECUTION_ERROR, message);
     return;
