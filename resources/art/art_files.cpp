@@ -46,10 +46,17 @@ std::vector<uint8_t> encodeIconFile(const Raster& image, uint16_t type, uint16_t
   put32(out, 40 + colourBytes + maskBytes);
   put32(out, 6 + 16);
   putInfoHeader(out, image.width, image.height * 2, 32, colourBytes + maskBytes);
+  // Where the mask is set the colour is black, so that a system that
+  // ignores alpha (drawing a disabled button, say) and XORs the colour over
+  // the screen leaves it as it is.
   for (int32_t y = image.height - 1; y >= 0; --y) {
     for (int32_t x = 0; x < image.width; ++x) {
       const Colour c = image.at(x, y);
-      out.insert(out.end(), {c.b, c.g, c.r, c.a});
+      if (c.a < 128) {
+        out.insert(out.end(), {0, 0, 0, c.a});
+      } else {
+        out.insert(out.end(), {c.b, c.g, c.r, c.a});
+      }
     }
   }
   for (int32_t y = image.height - 1; y >= 0; --y) {

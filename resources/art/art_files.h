@@ -20,7 +20,7 @@ struct ArtPiece {
 // A bottom-up 24-bit bitmap file, 96 dpi; alpha is ignored.
 std::vector<uint8_t> encodeBitmap(const Raster& image);
 // A one-image icon or cursor file: 32-bit colour with alpha, then the mask
-// (set where alpha is below one half).
+// (set where alpha is below one half, the colour black there).
 std::vector<uint8_t> encodeIcon(const Raster& image);
 std::vector<uint8_t> encodeCursor(const Raster& image, int32_t hotX, int32_t hotY);
 

@@ -3,6 +3,8 @@
 #include <cmath>
 
 #include "dialog/dialog_tables.h"
+#include "resources/art/art_preview.h"
+#include "resources/art/stroke_font.h"
 
 namespace {
 
@@ -402,48 +404,89 @@ Raster drawAboutSamples(int32_t width, int32_t height) {
   return r;
 }
 
-// The name band beside the mark: the palette's colours in a row.
-Raster drawAboutBand() {
+// The name beside the mark: the word, a rule in the accent, what it is.
+Raster drawAboutName() {
   Raster r = makeRaster(195, 96, FIELD);
-  const Colour swatches[] = {rgb(0x222938), rgb(0x46546F), INK_SOFT, ACCENT, ACCENT_LIGHT};
-  for (int32_t k = 0; k < 5; ++k) fill(r, roundedRect(6 + k * 37.0f, 30, 6 + k * 37.0f + 31, 66, 5), swatches[k]);
+  drawText(r, "Marrowline", 4, 26, 20, INK, 0.6f);
+  fill(r, line(5, 56, 60, 56, 2.2f), ACCENT);
+  drawText(r, "Edge effects filter", 5, 66, 8, INK_SOFT, 0.4f);
   return r;
 }
 
-// The info sheet: the dialog in small, and every button's picture large.
-Raster drawInfoSheet(const Raster& skin) {
+// One dot's face, large, for the info sheet: the same look as the 8 x 8
+// faces, at 8 times the size.
+void bigDot(Raster& r, float x, float y, DotLook look) {
+  const bool pinned = look == LOOK_STORED_PINNED || look == LOOK_CURRENT_PINNED;
+  Colour top = HIGHLIGHT, bottom = rgb(0xE2E5E9), rim = INK_SOFT;
+  if (look == LOOK_STORED || look == LOOK_STORED_PINNED) rim = rgb(0x596171), top = rgb(0xB9BFC8), bottom = rgb(0x8C94A1);
+  if (look == LOOK_CURRENT || look == LOOK_CURRENT_PINNED) rim = ACCENT_DARK, top = ACCENT_LIGHT, bottom = ACCENT;
+  if (look != LOOK_EMPTY) fill(r, roundedRect(x, y, x + 24, y + 24, 1.5f), pinned ? WELL : DOT_DARK);
+  fill(r, disc(x + 12, y + 12, 12), rim);
+  fill(r, disc(x + 12, y + 12, 9.5f), verticalGradient(y + 2, top, y + 22, bottom));
+}
+
+// The info sheet: the dialog in small, what each button does, and how the
+// memory dots answer the mouse.
+Raster drawInfoSheet(const std::vector<ArtPiece>& art) {
   Raster r = makeRaster(687, 510, FIELD);
-  const int32_t ox = 24, oy = 20;
-  // The skin at half size.
-  for (int32_t y = 0; y < skin.height / 2; ++y)
-    for (int32_t x = 0; x < skin.width / 2; ++x) {
-      const Colour a = skin.at(2 * x, 2 * y), b = skin.at(2 * x + 1, 2 * y), c = skin.at(2 * x, 2 * y + 1),
-                   d = skin.at(2 * x + 1, 2 * y + 1);
-      r.at(ox + x, oy + y) = Colour{uint8_t((a.r + b.r + c.r + d.r) / 4), uint8_t((a.g + b.g + c.g + d.g) / 4),
-                                    uint8_t((a.b + b.b + c.b + d.b) / 4), 255};
+  drawText(r, "Marrowline", 24, 22, 16, INK, 0.5f);
+  drawText(r, "How the dialog works", 200, 28, 9, INK_SOFT, 0.4f);
+  fill(r, line(24, 50, 663, 50, 1.2f), ACCENT);
+
+  // The dialog at half size, its pixels averaged in fours.
+  const Raster dialog = composeDialogPreview(art);
+  const int32_t ox = 24, oy = 66;
+  for (int32_t y = 0; y < dialog.height / 2; ++y)
+    for (int32_t x = 0; x < dialog.width / 2; ++x) {
+      const Colour a = dialog.at(2 * x, 2 * y), b = dialog.at(2 * x + 1, 2 * y), c = dialog.at(2 * x, 2 * y + 1),
+                   d = dialog.at(2 * x + 1, 2 * y + 1);
+      r.at(ox + x, oy + y) = Colour{uint8_t((a.r + b.r + c.r + d.r + 2) / 4), uint8_t((a.g + b.g + c.g + d.g + 2) / 4),
+                                    uint8_t((a.b + b.b + c.b + d.b + 2) / 4), 255};
     }
-  fill(r, subtract(roundedRect(ox - 2.0f, oy - 2.0f, ox + 435.0f, oy + 276.0f, 4),
+  fill(r, subtract(Shape{ox - 1.0f, oy - 1.0f, ox + 434.0f, oy + 275.0f, [](float, float) { return true; }},
                    Shape{float(ox), float(oy), ox + 433.0f, oy + 274.0f, [](float, float) { return true; }}),
        CARD_EDGE);
-  // The buttons' pictures, large, in the order they stand.
-  const Glyph glyphs[] = {GLYPH_LOAD, GLYPH_SAVE, GLYPH_DIE,   GLYPH_UNDO, GLYPH_RING, GLYPH_DOCUMENT,
-                          GLYPH_N,    GLYPH_MINUS, GLYPH_PLUS, GLYPH_INFO, GLYPH_PAGE};
+
+  // What each button does, in the order they stand.
+  struct Entry {
+    Glyph glyph;
+    const char* words;
+  };
+  const Entry entries[] = {{GLYPH_LOAD, "Load settings"},     {GLYPH_SAVE, "Save settings"},
+                           {GLYPH_DIE, "Random settings"},    {GLYPH_UNDO, "Undo, twice to redo"},
+                           {GLYPH_RING, "Plain settings"},    {GLYPH_DOCUMENT, "Export a PSD file"},
+                           {GLYPH_N, "Next glue mode"},       {GLYPH_MINUS, "Zoom out"},
+                           {GLYPH_PLUS, "Zoom in"},           {GLYPH_INFO, "This sheet"},
+                           {GLYPH_PAGE, "Page of presets"}};
   for (int32_t k = 0; k < 11; ++k) {
-    const float x = 480 + (k % 3) * 64.0f, y = 24 + (k / 3) * 64.0f;
-    well(r, x, y, x + 52, y + 52, 8);
-    drawGlyph(r, glyphs[k], x + 8, y + 8, 36);
+    const float x = 478, y = 62 + k * 36.0f;
+    well(r, x, y, x + 30, y + 30, 6);
+    drawGlyph(r, entries[k].glyph, x + 3, y + 3, 24);
+    drawText(r, entries[k].words, x + 42, y + 11, 8, INK, 0.3f);
   }
-  // The dots' looks, large, along the bottom.
-  for (int32_t look = 0; look < LOOK_COUNT; ++look) {
-    const float x = 40 + look * 120.0f, y = 340;
-    well(r, x, y, x + 88, y + 88, 10);
-    const bool pinned = look == LOOK_STORED_PINNED || look == LOOK_CURRENT_PINNED;
-    Colour top = HIGHLIGHT, bottom = rgb(0xE2E5E9), rim = INK_SOFT;
-    if (look == LOOK_STORED || look == LOOK_STORED_PINNED) rim = rgb(0x596171), top = rgb(0xB9BFC8), bottom = rgb(0x8C94A1);
-    if (look == LOOK_CURRENT || look == LOOK_CURRENT_PINNED) rim = ACCENT_DARK, top = ACCENT_LIGHT, bottom = ACCENT;
-    if (look != LOOK_EMPTY) fill(r, roundedRect(x + 14, y + 14, x + 74, y + 74, 2), pinned ? WELL : DOT_DARK);
-    fill(r, disc(x + 44, y + 44, 30), rim);
-    fill(r, disc(x + 44, y + 44, 25), verticalGradient(y + 19, top, y + 69, bottom));
+
+  // The memory dots.
+  drawText(r, "Memory dots", 24, 362, 10, INK, 0.4f);
+  struct Look {
+    DotLook look;
+    const char* words;
+  };
+  const Look looks[] = {{LOOK_EMPTY, "Empty"},
+                        {LOOK_STORED, "Stored"},
+                        {LOOK_STORED_PINNED, "Kept"},
+                        {LOOK_CURRENT, "Current"},
+                        {LOOK_CURRENT_PINNED, "Current, kept"}};
+  for (int32_t k = 0; k < 5; ++k) {
+    const float x = 24 + k * 86.0f, y = 384;
+    bigDot(r, x, y, looks[k].look);
+    drawText(r, looks[k].words, x, y + 32, 7, INK_SOFT, 0.3f);
+  }
+  const char* const hints[] = {"Click an empty dot: keep the settings there", "Click a stored dot: back to its settings",
+                               "Ctrl-click: for this run only", "Right-click: clear the dot",
+                               "Rest on a dot: see its picture"};
+  for (int32_t k = 0; k < 5; ++k) {
+    fill(r, disc(28, 448 + k * 12.0f + 3.5f, 2), ACCENT);
+    drawText(r, hints[k], 36, 448 + k * 12.0f, 7, INK, 0.3f);
   }
   return r;
 }
@@ -463,9 +506,8 @@ std::vector<ArtPiece> drawAllArt() {
   art.push_back({ART_BITMAP, BITMAP_THUMBNAIL_FRAME, "thumbnail_frame", drawThumbnailFrame(skin)});
   art.push_back({ART_BITMAP, BITMAP_LOGO, "logo", drawLogo(&skin, 32, float(logo.left), float(logo.top))});
   art.push_back({ART_BITMAP, BITMAP_ABOUT_MARK, "about_mark", drawAboutMark()});
-  art.push_back({ART_BITMAP, BITMAP_ABOUT_NAME, "about_band", drawAboutBand()});
+  art.push_back({ART_BITMAP, BITMAP_ABOUT_NAME, "about_name", drawAboutName()});
   art.push_back({ART_BITMAP, BITMAP_ABOUT_SAMPLES, "about_samples", drawAboutSamples(360, 144)});
-  art.push_back({ART_BITMAP, BITMAP_INFO, "info", drawInfoSheet(skin)});
 
   static const char* const LOOK_NAMES[LOOK_COUNT][2] = {{"dot_empty", "dot_empty_pressed"},
                                                         {"dot_stored", "dot_stored_pressed"},
@@ -502,5 +544,7 @@ std::vector<ArtPiece> drawAllArt() {
   ArtPiece closed{ART_CURSOR, CURSOR_CLOSED_HAND_RESOURCE, "hand_closed", drawHand(true), 8, 8};
   art.push_back(open);
   art.push_back(closed);
+  // Last, as it shows the dialog with all of the above.
+  art.push_back({ART_BITMAP, BITMAP_INFO, "info", drawInfoSheet(art)});
   return art;
 }

@@ -78,9 +78,11 @@ void expectIconFile(const ArtPiece& piece, uint16_t type, uint16_t word1, uint16
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) {
       const int32_t row = h - 1 - y;  // bottom-up
-      const uint8_t alpha = b[colour + size_t(row * w + x) * 4 + 3];
+      const uint8_t* bgra = &b[colour + size_t(row * w + x) * 4];
+      const uint8_t alpha = bgra[3];
       const bool masked = (b[mask + size_t(row) * maskStride + size_t(x / 8)] >> (7 - x % 8)) & 1;
-      if (alpha == piece.image.at(x, y).a && masked == (alpha < 128)) {
+      const bool black = bgra[0] == 0 && bgra[1] == 0 && bgra[2] == 0;
+      if (alpha == piece.image.at(x, y).a && masked == (alpha < 128) && (!masked || black)) {
         opaque += alpha >= 128;
       } else {
         ++wrong;
