@@ -6,6 +6,7 @@
 #include "dialog/drawn_controls.h"
 #include "dialog/memory_dots.h"
 #include "dialog/preview_pane.h"
+#include "dialog/psd_progress.h"
 #include "dialog/randomize.h"
 #include "dialog/undo.h"
 #include "export/html_pages.h"
@@ -164,9 +165,8 @@ bool askExportPath(DialogState& d, const char* title, const char* filter, const 
 void exportPsdCommand(DialogState& d) {
   char path[PATH_TEXT_BYTES];
   if (askExportPath(d, "Save a PSD file", PSD_FILTER, PSD_PATTERN, "psd", PSD_PROPOSED_NAME, path)) {
-    setCursorByState(d, CURSOR_WAIT);
-    renderPsd(d.session, path);
-    setCursorByState(d, CURSOR_ARROW);
+    runPsdExport(d.session, d.window, path);
+    d.cursorState = CURSOR_ARROW;  // the progress window put the arrow back
   }
 }
 

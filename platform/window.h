@@ -55,6 +55,9 @@ struct DialogShape {
   int32_t clientWidth, clientHeight;
   const ChildShape* children;
   int32_t childCount;
+  // A plain box: the system paints its background and its texts. Otherwise
+  // the dialog draws everything itself over a transparent background.
+  bool systemPainted = false;
 };
 
 enum WindowEventKind : int32_t {
@@ -94,6 +97,12 @@ int32_t windowRunDialog(const DialogShape& shape, void* owner, DialogProc proc, 
 void windowEndDialog(WindowHandle window, int32_t code);
 // Queues an event behind those already waiting.
 void windowPostEvent(WindowHandle window, const WindowEvent& event);
+
+// A box shown over its owner's client area and brought to the top.
+void windowShowOverOwner(WindowHandle window);
+// Brings the window to the top and paints what waits to be painted, its
+// children included, even while its events are not being handled.
+void windowRaise(WindowHandle window);
 
 // Size and place: the client area becomes exactly width x height; the
 // window is centred on its owner (or the screen) and kept on the screen.

@@ -30,7 +30,14 @@ bool outputHasTransparency(const FilterRecord* record) {
 void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux) {
   (void)aux;
   EdgeParameters* p = sessionParameters(session);
-  if (p->renderTarget != 0) return;  // the export's own progress comes with the exports
+  if (p->renderTarget != 0) {
+    if (p->renderTarget == 2 && session->exportProgress != nullptr && total > 0) {
+      const int64_t passes = session->exportPassesDone;
+      session->exportProgress(session->exportProgressContext,
+                              static_cast<int32_t>((passes * total + done) * 100 / total));
+    }
+    return;
+  }
   FilterWorkArea* work = session->work;
   // At most once in 32 steps unless five or more units went by; always at 0.
   work->progressTick &= 31;

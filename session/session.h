@@ -62,6 +62,9 @@ struct FilterWorkArea {
   UndoSlot undoSlots[2];  // undoPhase of the session names the newest
 };
 
+// Where an off-screen render's progress goes: the export's progress window.
+using ExportProgressSink = void (*)(void* context, int32_t percent);
+
 struct FilterSession {
   int16_t* result;
   FilterRecord* filterRecord;
@@ -76,6 +79,8 @@ struct FilterSession {
   int32_t tileTop, tileLeft;
   int32_t imageTop, imageBottom, imageLeft, imageRight;
   int32_t exportPassesDone;
+  ExportProgressSink exportProgress;  // null when nobody shows it
+  void* exportProgressContext;
   int32_t currentRow;
   int32_t maskTop, maskBottom, outTop, outBottom;
   Rect16 fullFilterRect;
@@ -111,7 +116,8 @@ bool hasHostAlpha(const FilterRecord* record);
 int32_t outputAlphaPlane(const FilterRecord* record);
 bool outputHasTransparency(const FilterRecord* record);
 
-// Progress of the final run, throttled; silent for previews.
+// Progress of the final run, throttled; silent for previews. An off-screen
+// render tells the export's sink its percentage instead.
 void reportProgress(FilterSession* session, int32_t done, int32_t total, int32_t aux);
 
 // An empty map of this session: its blocks come from the host's buffer

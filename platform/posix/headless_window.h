@@ -13,6 +13,9 @@ using HeadlessDriver = std::function<void(WindowHandle)>;
 // Without a driver no dialog can be shown (windowRunDialog gives -1). When
 // the driver returns with the dialog still open, it is cancelled (id 2).
 void headlessSetDriver(HeadlessDriver driver);
+// Plays a box the dialog opens over itself (the export's progress window).
+// Without one such a box runs on its timers until it ends.
+void headlessSetInnerDriver(HeadlessDriver driver);
 
 void headlessSend(WindowHandle window, const WindowEvent& event);
 void headlessPress(WindowHandle window, int32_t x, int32_t y, bool right = false, bool ctrl = false);
@@ -61,3 +64,5 @@ void headlessSetFileAnswer(HeadlessFileAnswer answer);
 int32_t headlessFileDialogCount();
 int32_t headlessAboutBoxCount();
 int32_t headlessInfoBoxCount();
+// How often a box was shown over its owner or raised.
+int32_t headlessRaiseCount();

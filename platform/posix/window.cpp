@@ -20,11 +20,13 @@ int platformRefusalCount() { return refusals; }
 const char* platformLastRefusal() { return lastRefusal.c_str(); }
 
 // ---------------------------------------------------------------------------
-// Headless dialogs: one at a time, its children as plain records.
+// Headless dialogs: a stack of them (a box the dialog opens sits on top of
+// it), their children as plain records.
 
 #include <cstdio>
 #include <deque>
 #include <map>
+#include <memory>
 
 #include "platform/posix/headless_window.h"
 
@@ -53,29 +55,46 @@ struct HeadlessDialog {
   bool captured = false;
 };
 
-HeadlessDialog dialog;
-HeadlessDriver driver;
+std::vector<HeadlessDialog*> openDialogs;  // bottom first
+HeadlessDriver driver, innerDriver;
 HeadlessFileAnswer fileAnswer;
 WindowCursor cursor = CURSOR_ARROW;
 std::vector<DrawCall> drawCalls;
-int32_t fileDialogs = 0, aboutBoxes = 0, infoBoxes = 0;
+int32_t fileDialogs = 0, aboutBoxes = 0, infoBoxes = 0, raises = 0;
 WindowCanvas* const HEADLESS_CANVAS = reinterpret_cast<WindowCanvas*>(&drawCalls);
 
+HeadlessDialog* dialogOf(WindowHandle window) {
+  for (HeadlessDialog* d : openDialogs)
+    if (d == window) return d;
+  return nullptr;
+}
+
 HeadlessChild* childOf(WindowHandle window, int32_t id) {
-  if (window != &dialog) return nullptr;
-  auto found = dialog.children.find(id);
-  return found == dialog.children.end() ? nullptr : &found->second;
+  HeadlessDialog* d = dialogOf(window);
+  if (d == nullptr) return nullptr;
+  auto found = d->children.find(id);
+  return found == d->children.end() ? nullptr : &found->second;
 }
 
-void deliver(const WindowEvent& event) {
-  if (dialog.open) dialog.proc(&dialog, event, dialog.context);
+void deliver(HeadlessDialog* d, const WindowEvent& event) {
+  if (d->open) d->proc(d, event, d->context);
 }
 
-void drainPosted() {
-  while (dialog.open && !dialog.posted.empty()) {
-    WindowEvent event = dialog.posted.front();
-    dialog.posted.pop_front();
-    deliver(event);
+void drainPosted(HeadlessDialog* d) {
+  while (d->open && !d->posted.empty()) {
+    WindowEvent event = d->posted.front();
+    d->posted.pop_front();
+    deliver(d, event);
+  }
+}
+
+// A box nobody drives lives on its timers, the way time would pass for it.
+void letTimersRun(HeadlessDialog* d) {
+  for (int32_t ticks = 0; ticks < 10000 && d->open && !d->timers.empty(); ++ticks) {
+    WindowEvent event{};
+    event.kind = EVENT_TIMER;
+    event.id = d->timers.begin()->first;
+    headlessSend(d, event);
   }
 }
 
@@ -111,38 +130,45 @@ void record(DrawKind kind, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
 }  // namespace
 
 int32_t windowRunDialog(const DialogShape& shape, void*, DialogProc proc, void* context) {
-  if (!driver || dialog.open) return -1;
-  dialog = HeadlessDialog{};
-  dialog.proc = proc;
-  dialog.context = context;
-  dialog.open = true;
-  for (int32_t i = 0; i < shape.childCount; ++i) dialog.children[shape.children[i].id].kind = shape.children[i].kind;
+  const bool inner = !openDialogs.empty();
+  if (!driver && !inner) return -1;
+  auto d = std::make_unique<HeadlessDialog>();
+  d->proc = proc;
+  d->context = context;
+  d->open = true;
+  for (int32_t i = 0; i < shape.childCount; ++i) d->children[shape.children[i].id].kind = shape.children[i].kind;
+  openDialogs.push_back(d.get());
   WindowEvent create{};
   create.kind = EVENT_CREATE;
-  headlessSend(&dialog, create);
-  if (dialog.open) driver(&dialog);
-  if (dialog.open) headlessSend(&dialog, commandEvent(2, CODE_CLICKED));
-  dialog.open = false;
-  dialog.posted.clear();
-  dialog.timers.clear();
-  dialog.captured = false;
-  return dialog.endCode;
+  headlessSend(d.get(), create);
+  if (d->open && !inner) driver(d.get());
+  if (d->open && inner) innerDriver ? innerDriver(d.get()) : letTimersRun(d.get());
+  if (d->open) headlessSend(d.get(), commandEvent(2, CODE_CLICKED));
+  openDialogs.pop_back();
+  return d->endCode;
 }
 
 void windowEndDialog(WindowHandle window, int32_t code) {
-  if (window != &dialog) return;
-  dialog.endCode = code;
-  dialog.open = false;
+  HeadlessDialog* d = dialogOf(window);
+  if (d == nullptr) return;
+  d->endCode = code;
+  d->open = false;
 }
 
 void windowPostEvent(WindowHandle window, const WindowEvent& event) {
-  if (window == &dialog) dialog.posted.push_back(event);
+  if (HeadlessDialog* d = dialogOf(window)) d->posted.push_back(event);
+}
+
+void windowShowOverOwner(WindowHandle window) { windowRaise(window); }
+void windowRaise(WindowHandle window) {
+  if (dialogOf(window) != nullptr) ++raises;
 }
 
 void windowPlaceDialog(WindowHandle window, int32_t clientWidth, int32_t clientHeight) {
-  if (window != &dialog) return;
-  dialog.clientWidth = clientWidth;
-  dialog.clientHeight = clientHeight;
+  HeadlessDialog* d = dialogOf(window);
+  if (d == nullptr) return;
+  d->clientWidth = clientWidth;
+  d->clientHeight = clientHeight;
 }
 
 void windowMoveChild(WindowHandle window, int32_t id, const WindowRect& rect) {
@@ -159,7 +185,7 @@ void windowSetText(WindowHandle window, int32_t id, const char* text) {
   if (!child) return;
   child->text = text;
   // As the system does, a number box tells its owner at once.
-  if (child->kind == CHILD_NUMBER_BOX) deliver(commandEvent(id, CODE_TEXT_CHANGED));
+  if (child->kind == CHILD_NUMBER_BOX) deliver(dialogOf(window), commandEvent(id, CODE_TEXT_CHANGED));
 }
 
 int32_t windowGetText(WindowHandle window, int32_t id, char* text, int32_t capacity) {
@@ -196,13 +222,17 @@ void windowSetIcon(WindowHandle window, int32_t id, int32_t iconId) {
 }
 void windowRepaintChild(WindowHandle, int32_t) {}
 
-void windowCaptureMouse(WindowHandle window) { dialog.captured = window == &dialog; }
-void windowReleaseMouse(WindowHandle) { dialog.captured = false; }
+void windowCaptureMouse(WindowHandle window) {
+  for (HeadlessDialog* d : openDialogs) d->captured = d == window;
+}
+void windowReleaseMouse(WindowHandle) {
+  for (HeadlessDialog* d : openDialogs) d->captured = false;
+}
 void windowSetTimer(WindowHandle window, int32_t id, int32_t milliseconds) {
-  if (window == &dialog) dialog.timers[id] = milliseconds;
+  if (HeadlessDialog* d = dialogOf(window)) d->timers[id] = milliseconds;
 }
 void windowKillTimer(WindowHandle window, int32_t id) {
-  if (window == &dialog) dialog.timers.erase(id);
+  if (HeadlessDialog* d = dialogOf(window)) d->timers.erase(id);
 }
 void windowSetCursor(WindowCursor next) { cursor = next; }
 
@@ -247,11 +277,13 @@ void windowCloseBoxes() {}
 // --- What tests use ---------------------------------------------------------
 
 void headlessSetDriver(HeadlessDriver next) { driver = std::move(next); }
+void headlessSetInnerDriver(HeadlessDriver next) { innerDriver = std::move(next); }
 
 void headlessSend(WindowHandle window, const WindowEvent& event) {
-  if (window != &dialog) return;
-  deliver(event);
-  drainPosted();
+  HeadlessDialog* d = dialogOf(window);
+  if (d == nullptr) return;
+  deliver(d, event);
+  drainPosted(d);
 }
 
 void headlessPress(WindowHandle window, int32_t x, int32_t y, bool right, bool ctrl) {
@@ -273,7 +305,7 @@ void headlessClick(WindowHandle window, int32_t id) {
 
 void headlessType(WindowHandle window, int32_t id, const char* text) {
   windowSetText(window, id, text);
-  drainPosted();
+  if (HeadlessDialog* d = dialogOf(window)) drainPosted(d);
 }
 
 void headlessChoose(WindowHandle window, int32_t id, int32_t position) {
@@ -297,7 +329,7 @@ void headlessPaint(WindowHandle window) {
   headlessSend(window, event);
 }
 
-bool headlessDialogOpen() { return dialog.open; }
+bool headlessDialogOpen() { return !openDialogs.empty(); }
 bool headlessChildExists(WindowHandle window, int32_t id) { return childOf(window, id) != nullptr; }
 std::string headlessText(WindowHandle window, int32_t id) {
   HeadlessChild* child = childOf(window, id);
@@ -317,10 +349,19 @@ int32_t headlessIcon(WindowHandle window, int32_t id) {
   HeadlessChild* child = childOf(window, id);
   return child ? child->icon : -1;
 }
-bool headlessCaptured(WindowHandle window) { return window == &dialog && dialog.captured; }
+bool headlessCaptured(WindowHandle window) {
+  HeadlessDialog* d = dialogOf(window);
+  return d != nullptr && d->captured;
+}
 WindowCursor headlessCursor() { return cursor; }
-bool headlessTimerArmed(WindowHandle window, int32_t id) { return window == &dialog && dialog.timers.count(id) != 0; }
-WindowRect headlessWindowClient(WindowHandle) { return WindowRect{0, 0, dialog.clientWidth, dialog.clientHeight}; }
+bool headlessTimerArmed(WindowHandle window, int32_t id) {
+  HeadlessDialog* d = dialogOf(window);
+  return d != nullptr && d->timers.count(id) != 0;
+}
+WindowRect headlessWindowClient(WindowHandle window) {
+  HeadlessDialog* d = dialogOf(window);
+  return d ? WindowRect{0, 0, d->clientWidth, d->clientHeight} : WindowRect{};
+}
 
 const std::vector<DrawCall>& headlessDrawCalls() { return drawCalls; }
 void headlessClearDrawCalls() { drawCalls.clear(); }
@@ -328,3 +369,4 @@ void headlessSetFileAnswer(HeadlessFileAnswer answer) { fileAnswer = std::move(a
 int32_t headlessFileDialogCount() { return fileDialogs; }
 int32_t headlessAboutBoxCount() { return aboutBoxes; }
 int32_t headlessInfoBoxCount() { return infoBoxes; }
+int32_t headlessRaiseCount() { return raises; }

@@ -162,6 +162,11 @@ INT_PTR answer(HWND window, LRESULT result) {
   return TRUE;
 }
 
+bool systemPainted(HWND window) {
+  auto* binding = reinterpret_cast<DialogBinding*>(GetWindowLongPtrA(window, DWLP_USER));
+  return binding != nullptr && binding->shape->systemPainted;
+}
+
 INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_INITDIALOG: {
@@ -176,6 +181,7 @@ INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
       return FALSE;  // the focus was not set
     }
     case WM_PAINT: {
+      if (systemPainted(window)) return FALSE;
       PAINTSTRUCT paint;
       WindowCanvas canvas{BeginPaint(window, &paint), window, nullptr};
       WindowEvent event{};
@@ -187,6 +193,7 @@ INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
       return TRUE;
     }
     case WM_ERASEBKGND: {
+      if (systemPainted(window)) return FALSE;
       WindowCanvas canvas{reinterpret_cast<HDC>(wParam), window, nullptr};
       WindowEvent event{};
       event.kind = EVENT_ERASE;
@@ -195,6 +202,7 @@ INT_PTR CALLBACK mainDialogProc(HWND window, UINT message, WPARAM wParam, LPARAM
       return answer(window, 1);
     }
     case WM_CTLCOLORSTATIC:
+      if (systemPainted(window)) return FALSE;
       // The skin shows through the check boxes.
       SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
       return reinterpret_cast<INT_PTR>(GetStockObject(HOLLOW_BRUSH));
@@ -316,6 +324,21 @@ void windowPostEvent(WindowHandle window, const WindowEvent& event) {
     WPARAM keys = (event.ctrl ? MK_CONTROL : 0) | (event.rightButton ? MK_RBUTTON : MK_LBUTTON);
     PostMessageA(asWindow(window), WM_MOUSEMOVE, keys, MAKELPARAM(event.x, event.y));
   }
+}
+
+void windowShowOverOwner(WindowHandle window) {
+  HWND box = asWindow(window);
+  RECT r;
+  GetWindowRect(box, &r);
+  placeWindow(box, GetParent(box), r.right - r.left, r.bottom - r.top);
+  ShowWindow(box, SW_SHOW);
+  BringWindowToTop(box);
+}
+
+void windowRaise(WindowHandle window) {
+  HWND box = asWindow(window);
+  BringWindowToTop(box);
+  RedrawWindow(box, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
 }
 
 void windowPlaceDialog(WindowHandle window, int32_t clientWidth, int32_t clientHeight) {

@@ -10,6 +10,7 @@
 #include "dialog/dialog_stages.h"
 #include "dialog/dialog_state.h"
 #include "dialog/drawn_controls.h"
+#include "dialog/psd_progress.h"
 #include "dialog/undo.h"
 #include "platform/posix/headless_window.h"
 #include "session/session.h"
@@ -431,6 +432,61 @@ TEST(MainDialog, ExportPsdWritesTheChosenFileAndLeavesTheDialogAsItWas) {
   EXPECT_STREQ(signature, "8BPS");
   EXPECT_STREQ(host.params()->lastExportFolder, ::testing::TempDir().c_str());
   std::remove(path.c_str());
+}
+
+// The export renders inside its progress window's first timer tick; while
+// the window is up a second export only raises it.
+TEST(MainDialog, ExportRunsInsideItsProgressWindowAndASecondPressOnlyRaisesIt) {
+  DialogHost host(300, 200);
+  const std::string path = ::testing::TempDir() + "dialog_progress.psd";
+  const std::string second = ::testing::TempDir() + "dialog_progress_second.psd";
+  std::remove(path.c_str());
+  std::remove(second.c_str());
+  std::string shown;
+  int32_t raisedBefore = 0;
+  host.run([&](WindowHandle w) {
+    headlessSetFileAnswer([&](const FileDialogRequest&, std::string* chosen) {
+      *chosen = path;
+      return true;
+    });
+    headlessSetInnerDriver([&](WindowHandle box) {
+      ASSERT_NE(box, w);
+      EXPECT_EQ(psdProgressWindow(), box);
+      EXPECT_TRUE(headlessTimerArmed(box, PSD_PROGRESS_TIMER));
+      EXPECT_EQ(headlessCursor(), CURSOR_WAIT);
+      FILE* early = std::fopen(path.c_str(), "rb");
+      EXPECT_EQ(early, nullptr) << "nothing is written before the tick";
+      if (early != nullptr) std::fclose(early);
+
+      raisedBefore = headlessRaiseCount();
+      headlessSetFileAnswer([&](const FileDialogRequest&, std::string* chosen) {
+        *chosen = second;
+        return true;
+      });
+      headlessClick(w, ID_EXPORT_PSD);
+      EXPECT_EQ(headlessRaiseCount(), raisedBefore + 1);
+      EXPECT_TRUE(headlessDialogOpen());
+
+      headlessFireTimer(box, PSD_PROGRESS_TIMER);
+      shown = headlessText(box, ID_PROGRESS_PERCENT);
+    });
+    headlessClick(w, ID_EXPORT_PSD);
+    EXPECT_EQ(psdProgressWindow(), nullptr);
+    EXPECT_EQ(headlessCursor(), CURSOR_ARROW);
+    headlessClick(w, ID_OK);
+  });
+  headlessSetInnerDriver(nullptr);
+  // The off-screen render reports once, at its start, as 0 of 1.
+  EXPECT_EQ(shown, "0%");
+  EXPECT_GT(headlessRaiseCount(), raisedBefore + 1) << "a progress report raises the window";
+  FILE* file = std::fopen(path.c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  std::fclose(file);
+  FILE* other = std::fopen(second.c_str(), "rb");
+  EXPECT_EQ(other, nullptr) << "the second export must not run";
+  if (other != nullptr) std::fclose(other);
+  std::remove(path.c_str());
+  std::remove(second.c_str());
 }
 
 TEST(MainDialog, LabelsAndTheSettingsNameAreAlignedAndGreyedByTheirFlag) {
