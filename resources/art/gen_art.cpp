@@ -11,29 +11,7 @@
 
 #include "resources/art/art_pieces.h"
 #include "resources/art/art_preview.h"
-
-namespace {
-
-bool sameAsFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return false;
-  std::vector<uint8_t> old;
-  uint8_t chunk[65536];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) old.insert(old.end(), chunk, chunk + n);
-  std::fclose(f);
-  return old == bytes;
-}
-
-bool writeIfChanged(const std::string& path, const std::vector<uint8_t>& bytes) {
-  if (sameAsFile(path, bytes)) return true;
-  FILE* f = std::fopen(path.c_str(), "wb");
-  if (f == nullptr) return false;
-  const bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  return std::fclose(f) == 0 && ok;
-}
-
-}  // namespace
+#include "resources/generated_files.h"
 
 int main(int argc, char** argv) {
   const bool pictures = argc == 3 && std::string(argv[2]) == "--pictures";
@@ -46,21 +24,21 @@ int main(int argc, char** argv) {
   std::filesystem::create_directories(dir + "/art", error);
   const std::vector<ArtPiece> art = drawAllArt();
   if (pictures) {
-    const bool ok = writeIfChanged(dir + "/dialog.bmp", encodeBitmap(composeDialogPreview(art))) &&
-                    writeIfChanged(dir + "/icons.bmp", encodeBitmap(composeIconSheet(art, 2)));
+    const bool ok = writeFileIfChanged(dir + "/dialog.bmp", encodeBitmap(composeDialogPreview(art))) &&
+                    writeFileIfChanged(dir + "/icons.bmp", encodeBitmap(composeIconSheet(art, 2)));
     if (!ok) std::fprintf(stderr, "gen_art: cannot write the pictures in %s\n", dir.c_str());
     if (!ok) return 1;
   }
   std::string rc = "// The dialog's art, drawn by gen_art. Do not edit.\nLANGUAGE 9, 1\n";
   for (const ArtPiece& piece : art) {
     const std::string file = dir + "/art/" + piece.name + "." + artExtension(piece.kind);
-    if (!writeIfChanged(file, encodeArt(piece))) {
+    if (!writeFileIfChanged(file, encodeArt(piece))) {
       std::fprintf(stderr, "gen_art: cannot write %s\n", file.c_str());
       return 1;
     }
-    rc += std::to_string(piece.id) + " " + artResourceType(piece.kind) + " \"" + file + "\"\n";
+    rc += std::to_string(piece.id) + " " + artResourceType(piece.kind) + " " + rcQuotedPath(file) + "\n";
   }
-  if (!writeIfChanged(dir + "/art.rc", std::vector<uint8_t>(rc.begin(), rc.end()))) {
+  if (!writeFileIfChanged(dir + "/art.rc", std::vector<uint8_t>(rc.begin(), rc.end()))) {
     std::fprintf(stderr, "gen_art: cannot write %s/art.rc\n", dir.c_str());
     return 1;
   }
