@@ -8,13 +8,6 @@ namespace {
 const char* const TEXTS[] = {"", "", "", "Edge style", "Smoothing", "Tweaker", "Edge extent", "Source",
                              "Colorize", "Glue", "Chrome style", "Angle", "Remove noise", "Flip"};
 
-const ControlRow* rowOf(int32_t id) {
-  const ControlRow* rows = controlRows();
-  for (int32_t i = 0; i < controlRowCount(); ++i)
-    if (rows[i].id == id) return &rows[i];
-  return nullptr;
-}
-
 ChildKind childKindOf(int32_t id) {
   switch (controlKindOf(id)) {
     case kindCheckbox: return CHILD_CHECKBOX;
@@ -35,7 +28,7 @@ ControlDescriptor controlDescriptorOf(int32_t id) {
     d.kind = kindDot;
     return d;
   }
-  const ControlRow* row = rowOf(id);
+  const ControlRow* row = controlRowOf(id);
   if (!row) return d;
   d.kind = row->kind;
   d.labelString = row->label;
@@ -56,7 +49,7 @@ ControlDescriptor controlDescriptorOf(int32_t id) {
 
 ControlKind controlKindOf(int32_t id) { return controlDescriptorOf(id).kind; }
 
-bool controlExists(int32_t id) { return dotSlotOf(id) >= 0 || rowOf(id) != nullptr; }
+bool controlExists(int32_t id) { return dotSlotOf(id) >= 0 || controlRowOf(id) != nullptr; }
 
 WindowRect layoutRectOf(int32_t id) {
   if (id == 0) return WindowRect{0, 0, DIALOG_CLIENT_WIDTH, DIALOG_CLIENT_HEIGHT};
@@ -64,7 +57,7 @@ WindowRect layoutRectOf(int32_t id) {
     const DotPlace& place = dotPlace(slot);
     return WindowRect{place.left, place.top, place.left + DOT_SIDE, place.top + DOT_SIDE};
   }
-  const ControlRow* row = rowOf(id);
+  const ControlRow* row = controlRowOf(id);
   return row ? placedRect(*row) : WindowRect{};
 }
 

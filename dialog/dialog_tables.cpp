@@ -64,6 +64,12 @@ constexpr int32_t DOT_FACES[LOOK_COUNT][2] = {{203, 210}, {213, 214}, {215, 216}
 
 const ControlRow* controlRows() { return CONTROL_ROWS; }
 int32_t controlRowCount() { return CONTROL_ROW_COUNT; }
+
+const ControlRow* controlRowOf(int32_t id) {
+  for (const ControlRow& row : CONTROL_ROWS)
+    if (row.id == id) return &row;
+  return nullptr;
+}
 WindowRect placedRect(const ControlRow& row) {
   WindowRect r = row.rect;
   if (row.kind == kindDialogButton || row.kind == kindIconButton) {

@@ -37,6 +37,8 @@ struct ControlRow {
 constexpr int32_t CONTROL_ROW_COUNT = 42;
 const ControlRow* controlRows();
 int32_t controlRowCount();
+// The row of an id, null for the dots and for ids without a control.
+const ControlRow* controlRowOf(int32_t id);
 // Where the row's window stands: buttons sit 2 pixels up and left of their
 // table rectangle, and the zoom percentage button 2 more up.
 WindowRect placedRect(const ControlRow& row);

@@ -1,6 +1,7 @@
 #include "resources/art/art_pieces.h"
 
 #include <cmath>
+#include <utility>
 
 #include "dialog/dialog_tables.h"
 #include "resources/art/art_preview.h"
@@ -27,13 +28,7 @@ constexpr Colour ACCENT_DARK = rgb(0xA85A10);
 constexpr Colour DOT_DARK = rgb(0x8A919D);
 constexpr Colour CLEAR = rgb(0xFFFFFF, 0);
 
-const ControlRow* rowOf(int32_t id) {
-  for (int32_t i = 0; i < controlRowCount(); ++i)
-    if (controlRows()[i].id == id) return &controlRows()[i];
-  return nullptr;
-}
-
-WindowRect placeOf(int32_t id) { return placedRect(*rowOf(id)); }
+WindowRect placeOf(int32_t id) { return placedRect(*controlRowOf(id)); }
 
 Raster crop(const Raster& from, int32_t x, int32_t y, int32_t width, int32_t height) {
   Raster r = makeRaster(width, height, CLEAR);
@@ -166,6 +161,18 @@ void drawGlyph(Raster& r, Glyph glyph, float x, float y, float size) {
       break;
   }
 }
+
+// The icon of each icon button, by its resource number.
+struct NamedGlyph {
+  int32_t iconId;
+  const char* name;
+  Glyph glyph;
+};
+constexpr NamedGlyph ICON_GLYPHS[] = {
+    {231, "next_glue", GLYPH_N}, {240, "load", GLYPH_LOAD},        {241, "save", GLYPH_SAVE},
+    {237, "randomize", GLYPH_DIE}, {242, "undo", GLYPH_UNDO},       {225, "plain", GLYPH_RING},
+    {232, "export_psd", GLYPH_DOCUMENT}, {169, "zoom_out", GLYPH_MINUS}, {5, "zoom_in", GLYPH_PLUS},
+    {235, "info", GLYPH_INFO},   {236, "presets_page", GLYPH_PAGE}};
 
 ArtPiece icon(int32_t id, const char* name, Glyph glyph, int32_t size) {
   Raster r = makeRaster(size, size, CLEAR);
@@ -316,11 +323,13 @@ Raster drawLogo(const Raster* skin, int32_t size, float x, float y) {
 
 // --- the dots' faces --------------------------------------------------------
 
-Raster drawDotFace(const Raster& skin, DotLook look, bool pressed) {
-  const DotPlace& place = dotPlaces()[0];
-  Raster r = crop(skin, place.left, place.top + 2, 8, 8);
+// A dot's look at x, y in a square of the given side (8 for the faces):
+// the square's corners dark or pale by the pin, a disc white, grey or orange
+// by the state, its shading turned over and dimmed when pressed.
+void drawDot(Raster& r, float x, float y, float side, DotLook look, bool pressed) {
+  const float s = side / 8;
   const bool pinned = look == LOOK_STORED_PINNED || look == LOOK_CURRENT_PINNED;
-  if (look != LOOK_EMPTY) fillRect(r, 0, 0, 8, 8, pinned ? WELL : DOT_DARK);
+  if (look != LOOK_EMPTY) fill(r, roundedRect(x, y, x + side, y + side, 0), pinned ? WELL : DOT_DARK);
   Colour rim = INK_SOFT, top = HIGHLIGHT, bottom = rgb(0xE2E5E9);
   if (look == LOOK_STORED || look == LOOK_STORED_PINNED) {
     rim = rgb(0x596171), top = rgb(0xB9BFC8), bottom = rgb(0x8C94A1);
@@ -328,9 +337,16 @@ Raster drawDotFace(const Raster& skin, DotLook look, bool pressed) {
     rim = ACCENT_DARK, top = ACCENT_LIGHT, bottom = ACCENT;
   }
   if (pressed) std::swap(top, bottom);
-  fill(r, disc(4, 4, 4), rim);
-  fill(r, disc(4, 4, 3.1f), verticalGradient(1, top, 7, bottom));
-  if (pressed) fill(r, disc(4, 4, 3.1f), rgb(0x000000, 40));
+  const float cx = x + 4 * s, cy = y + 4 * s;
+  fill(r, disc(cx, cy, 4 * s), rim);
+  fill(r, disc(cx, cy, 3.1f * s), verticalGradient(y + s, top, y + 7 * s, bottom));
+  if (pressed) fill(r, disc(cx, cy, 3.1f * s), rgb(0x000000, 40));
+}
+
+Raster drawDotFace(const Raster& skin, DotLook look, bool pressed) {
+  const DotPlace& place = dotPlaces()[0];
+  Raster r = crop(skin, place.left, place.top + 2, 8, 8);
+  drawDot(r, 0, 0, 8, look, pressed);
   return r;
 }
 
@@ -413,18 +429,6 @@ Raster drawAboutName() {
   return r;
 }
 
-// One dot's face, large, for the info sheet: the same look as the 8 x 8
-// faces, at 8 times the size.
-void bigDot(Raster& r, float x, float y, DotLook look) {
-  const bool pinned = look == LOOK_STORED_PINNED || look == LOOK_CURRENT_PINNED;
-  Colour top = HIGHLIGHT, bottom = rgb(0xE2E5E9), rim = INK_SOFT;
-  if (look == LOOK_STORED || look == LOOK_STORED_PINNED) rim = rgb(0x596171), top = rgb(0xB9BFC8), bottom = rgb(0x8C94A1);
-  if (look == LOOK_CURRENT || look == LOOK_CURRENT_PINNED) rim = ACCENT_DARK, top = ACCENT_LIGHT, bottom = ACCENT;
-  if (look != LOOK_EMPTY) fill(r, roundedRect(x, y, x + 24, y + 24, 1.5f), pinned ? WELL : DOT_DARK);
-  fill(r, disc(x + 12, y + 12, 12), rim);
-  fill(r, disc(x + 12, y + 12, 9.5f), verticalGradient(y + 2, top, y + 22, bottom));
-}
-
 // The info sheet: the dialog in small, what each button does, and how the
 // memory dots answer the mouse.
 Raster drawInfoSheet(const std::vector<ArtPiece>& art) {
@@ -478,7 +482,7 @@ Raster drawInfoSheet(const std::vector<ArtPiece>& art) {
                         {LOOK_CURRENT_PINNED, "Current, kept"}};
   for (int32_t k = 0; k < 5; ++k) {
     const float x = 24 + k * 86.0f, y = 384;
-    bigDot(r, x, y, looks[k].look);
+    drawDot(r, x, y, 24, looks[k].look, false);
     drawText(r, looks[k].words, x, y + 32, 7, INK_SOFT, 0.3f);
   }
   const char* const hints[] = {"Click an empty dot: keep the settings there", "Click a stored dot: back to its settings",
@@ -525,19 +529,8 @@ std::vector<ArtPiece> drawAllArt() {
     if (row.kind != kindIconButton) continue;
     const WindowRect place = placedRect(row);
     const int32_t size = place.bottom - place.top >= 28 ? 24 : 16;
-    struct Named {
-      int32_t id;
-      const char* name;
-      Glyph glyph;
-    };
-    static const Named GLYPHS[] = {{231, "next_glue", GLYPH_N},  {240, "load", GLYPH_LOAD},
-                                   {241, "save", GLYPH_SAVE},    {237, "randomize", GLYPH_DIE},
-                                   {242, "undo", GLYPH_UNDO},    {225, "plain", GLYPH_RING},
-                                   {232, "export_psd", GLYPH_DOCUMENT}, {169, "zoom_out", GLYPH_MINUS},
-                                   {5, "zoom_in", GLYPH_PLUS},   {235, "info", GLYPH_INFO},
-                                   {236, "presets_page", GLYPH_PAGE}};
-    for (const Named& g : GLYPHS)
-      if (g.id == row.art) art.push_back(icon(g.id, g.name, g.glyph, size));
+    for (const NamedGlyph& g : ICON_GLYPHS)
+      if (g.iconId == row.art) art.push_back(icon(g.iconId, g.name, g.glyph, size));
   }
 
   ArtPiece open{ART_CURSOR, CURSOR_OPEN_HAND_RESOURCE, "hand_open", drawHand(false), 8, 8};

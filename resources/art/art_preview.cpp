@@ -42,7 +42,7 @@ Raster composeDialogPreview(const std::vector<ArtPiece>& art) {
       const float t = std::fmin(std::fabs(d - 120) / 40, 1.0f);
       r.at(x, y) = mix(rgb(0xE4801F), d < 120 ? rgb(0x2C3342) : rgb(0xF4F5F7), t);
     }
-  int32_t sliderValue = 30, dotLook = 0;
+  int32_t sliderValue = 30;
   for (int32_t i = 0; i < controlRowCount(); ++i) {
     const ControlRow& row = controlRows()[i];
     const WindowRect place = placedRect(row);
@@ -76,8 +76,8 @@ Raster composeDialogPreview(const std::vector<ArtPiece>& art) {
   const DotPlace* dots = dotPlaces();
   for (int32_t slot = 0; slot < DOT_PLACE_COUNT; ++slot) {
     // A few dots in use, to show every look.
-    dotLook = slot == 2 ? LOOK_CURRENT : slot == 0 || slot == 1 ? LOOK_STORED_PINNED : slot == 3 ? LOOK_STORED : LOOK_EMPTY;
-    put(r, art, ART_BITMAP, dotFaceOfLook(DotLook(dotLook), false), dots[slot].left, dots[slot].top + 2);
+    const DotLook look = slot == 2 ? LOOK_CURRENT : slot < 2 ? LOOK_STORED_PINNED : slot == 3 ? LOOK_STORED : LOOK_EMPTY;
+    put(r, art, ART_BITMAP, dotFaceOfLook(look, false), dots[slot].left, dots[slot].top + 2);
   }
   return r;
 }

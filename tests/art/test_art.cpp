@@ -201,9 +201,7 @@ TEST(Art, PiecesOverTheSkinMeetItWithoutASeam) {
   for (Laid laid : {Laid{BITMAP_SLIDER_TRACK, 17}, Laid{BITMAP_SLIDER_TRACK, 19}, Laid{BITMAP_DIAL, 29},
                     Laid{BITMAP_DIAL_DISABLED, 29}, Laid{BITMAP_LOGO, 8}}) {
     const Raster& piece = find(ART_BITMAP, laid.bitmap)->image;
-    WindowRect place{};
-    for (int32_t i = 0; i < controlRowCount(); ++i)
-      if (controlRows()[i].id == laid.controlId) place = placedRect(controlRows()[i]);
+    const WindowRect place = placedRect(*controlRowOf(laid.controlId));
     const int32_t w = piece.width - 1, h = piece.height - 1;
     for (auto [x, y] : {std::pair{0, 0}, std::pair{w, 0}, std::pair{0, h}, std::pair{w, h}})
       EXPECT_TRUE(same(piece.at(x, y), skin.at(place.left + x, place.top + y)))
