@@ -371,10 +371,8 @@ Raster drawHand(bool closed) {
   shape(1.0f, outline);
   shape(0.0f, face);
   // The gaps between the fingers.
-  if (!closed)
-    for (int k = 0; k < 3; ++k) fill(r, line(6.15f + k * 2.9f, 2.5f, 6.15f + k * 2.9f, 8, 0.7f), rgb(0x000000, 150));
-  else
-    for (int k = 0; k < 3; ++k) fill(r, line(6.15f + k * 2.9f, 5.5f, 6.15f + k * 2.9f, 8, 0.7f), rgb(0x000000, 150));
+  const float gapTop = closed ? 5.5f : 2.5f;
+  for (int k = 0; k < 3; ++k) fill(r, line(6.15f + k * 2.9f, gapTop, 6.15f + k * 2.9f, 8, 0.7f), rgb(0x000000, 150));
   return r;
 }
 
