@@ -495,11 +495,14 @@ void syncControlsFromParameters(DialogState& d) {
   updateControlEnabling(d);
 }
 
+bool edgeStyleUsesAngle(int32_t edgeStyle) { return edgeStyle == STYLE_CHROME || edgeStyle == STYLE_SCRIBBLE; }
+bool edgeStyleUsesChromeStyle(int32_t edgeStyle) { return edgeStyle == STYLE_CHROME; }
+
 void updateControlEnabling(DialogState& d) {
   EdgeParameters* p = paramsOf(d);
   p->edgeStyle = static_cast<int32_t>(getControlValue(d, ID_EDGE_STYLE));
-  int32_t angled = (p->edgeStyle == STYLE_CHROME || p->edgeStyle == STYLE_SCRIBBLE) ? 1 : 0;
-  int32_t chrome = p->edgeStyle == STYLE_CHROME ? 1 : 0;
+  int32_t angled = edgeStyleUsesAngle(p->edgeStyle) ? 1 : 0;
+  int32_t chrome = edgeStyleUsesChromeStyle(p->edgeStyle) ? 1 : 0;
   d.controlEnabled[ID_ANGLE] = d.controlEnabled[ID_ANGLE_LABEL] = angled;
   d.controlEnabled[ID_CHROME_STYLE] = d.controlEnabled[ID_CHROME_LABEL] = chrome;
   // The chrome popup stays operable: only its label tells the state.

@@ -11,6 +11,10 @@ void mainDialogEvent(WindowHandle window, const WindowEvent& event, void* contex
 void syncParametersFromControls(DialogState& d);
 void syncControlsFromParameters(DialogState& d);
 void updateControlEnabling(DialogState& d);
+// The enable rules by style, for every dialog of the filter: the angle
+// serves chrome and scribble, the chrome style only chrome.
+bool edgeStyleUsesAngle(int32_t edgeStyle);
+bool edgeStyleUsesChromeStyle(int32_t edgeStyle);
 // The high-dynamic-range rule: no glue for 32-bit pictures.
 void applyHighDynamicRangeRule(DialogState& d);
 void recordUndoFor(DialogState& d, int32_t id);
