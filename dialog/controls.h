@@ -4,22 +4,9 @@
 
 #include <cstdint>
 
+#include "dialog/dialog_tables.h"
 #include "platform/window.h"
 
-enum ControlKind : int32_t {
-  kindNone = -1,
-  kindSlider = 0,
-  kindLabel = 1,
-  kindReadout = 2,
-  kindCheckbox = 3,
-  kindDialogButton = 4,
-  kindIconButton = 7,
-  kindPopup = 13,
-  kindDial = 17,
-  kindLogo = 18,
-  kindDot = 25,
-  kindDotThumbnail = 26,
-};
 
 constexpr int32_t NO_PARTNER = 65535;
 
@@ -71,15 +58,6 @@ enum ControlId : int32_t {
   ID_EXPORT_PSD = 117,
   ID_PRESETS_PAGE = 150,
 };
-
-// Bitmaps, icons and cursors of the module's resources.
-constexpr int32_t BITMAP_SKIN = 239;
-constexpr int32_t BITMAP_SLIDER_TRACK = 102;
-constexpr int32_t BITMAP_SLIDER_THUMB = 120;
-constexpr int32_t BITMAP_DIAL = 110;
-constexpr int32_t BITMAP_DIAL_DISABLED = 109;
-constexpr int32_t BITMAP_THUMBNAIL_FRAME = 217;
-constexpr int32_t BITMAP_LOGO = 183;
 
 ControlDescriptor controlDescriptorOf(int32_t id);
 ControlKind controlKindOf(int32_t id);

@@ -9,20 +9,13 @@
 
 namespace {
 
-// The arc of dots beside the preview, slot 0 at the top left.
-constexpr DotPlace DOT_PLACES[DOT_COUNT] = {
-    {121, 318, 387}, {122, 322, 399}, {123, 322, 411}, {124, 318, 424}, {125, 314, 437},
-    {126, 310, 450}, {127, 310, 463}, {128, 314, 475}, {129, 321, 486}, {130, 329, 496},
-    {131, 340, 504}, {132, 352, 513}, {133, 365, 519}, {134, 380, 523}, {135, 395, 523},
-    {136, 409, 519}, {137, 422, 513}, {138, 434, 504}, {139, 443, 492}, {140, 449, 479},
-    {141, 453, 464}, {142, 453, 449}, {143, 449, 435}, {144, 443, 422}, {145, 434, 410},
-};
+static_assert(DOT_PLACE_COUNT == DOT_COUNT, "a place for every dot");
 
 bool validSlot(int32_t slot) { return slot >= 0 && slot < DOT_COUNT; }
 
 }  // namespace
 
-const DotPlace& dotPlace(int32_t slot) { return DOT_PLACES[validSlot(slot) ? slot : 0]; }
+const DotPlace& dotPlace(int32_t slot) { return dotPlaces()[validSlot(slot) ? slot : 0]; }
 
 int32_t dotSlotOf(int32_t id) {
   const int32_t slot = id - FIRST_DOT_ID;
@@ -31,19 +24,17 @@ int32_t dotSlotOf(int32_t id) {
 
 int32_t dotSlotAt(int32_t x, int32_t y) {
   for (int32_t slot = 0; slot < DOT_COUNT; ++slot) {
-    const DotPlace& p = DOT_PLACES[slot];
+    const DotPlace& p = dotPlaces()[slot];
     if (x >= p.left && x < p.left + DOT_SIDE && y >= p.top && y < p.top + DOT_SIDE) return slot;
   }
   return -1;
 }
 
 int32_t dotFaceBitmap(int16_t state, bool pinned, bool pressed) {
-  // Rows: empty, stored, stored pinned, current, current pinned.
-  static constexpr int32_t FACES[5][2] = {{203, 210}, {213, 214}, {215, 216}, {202, 211}, {208, 212}};
-  int32_t row = 0;
-  if (state == DOT_STORED) row = pinned ? 2 : 1;
-  if (state == DOT_CURRENT) row = pinned ? 4 : 3;
-  return FACES[row][pressed ? 1 : 0];
+  DotLook look = LOOK_EMPTY;
+  if (state == DOT_STORED) look = pinned ? LOOK_STORED_PINNED : LOOK_STORED;
+  if (state == DOT_CURRENT) look = pinned ? LOOK_CURRENT_PINNED : LOOK_CURRENT;
+  return dotFaceOfLook(look, pressed);
 }
 
 void loadDotMap(FilterSession* session) {
@@ -80,7 +71,7 @@ void saveDotMap(FilterSession* session) {
 void initDots(FilterSession* session) {
   FilterWorkArea* work = session->work;
   for (int32_t slot = 0; slot < DOT_COUNT; ++slot) {
-    work->dotControlId[slot] = DOT_PLACES[slot].id;
+    work->dotControlId[slot] = dotPlaces()[slot].id;
     work->dotState[slot] = DOT_EMPTY;
   }
   work->shownDot = -1;

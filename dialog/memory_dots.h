@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "dialog/dialog_tables.h"
 #include "pi/plugin_interface.h"
 
 struct FilterSession;
@@ -23,12 +24,7 @@ constexpr int32_t DOT_PRESSED_FLAG = 2;        // in the dot's controlValue
 constexpr int32_t DOT_THUMBNAIL_PICTURE_SIDE = 88;
 constexpr int32_t DOT_THUMBNAIL_INSET = 4;
 
-// Top-left corners of the dots in the dialog's client area, by slot.
-struct DotPlace {
-  int16_t id;
-  int16_t left;
-  int16_t top;
-};
+// Top-left corner of a dot in the dialog's client area.
 const DotPlace& dotPlace(int32_t slot);
 // The slot of a control id 121..145, else -1.
 int32_t dotSlotOf(int32_t id);

@@ -399,7 +399,9 @@ void windowEnableChild(WindowHandle window, int32_t id, bool enabled) {
   if (HWND child = GetDlgItem(asWindow(window), id)) EnableWindow(child, enabled ? TRUE : FALSE);
 }
 void windowSetIcon(WindowHandle window, int32_t id, int32_t iconId) {
-  HICON icon = LoadIconA(moduleHandle, MAKEINTRESOURCEA(iconId));
+  // At the icon's own size (16 or 24 pixels, drawn for its button), not
+  // stretched to the system's large icon size as LoadIconA would.
+  HICON icon = static_cast<HICON>(LoadImageA(moduleHandle, MAKEINTRESOURCEA(iconId), IMAGE_ICON, 0, 0, LR_DEFAULTCOLOR));
   if (icon != nullptr) SendDlgItemMessageA(asWindow(window), id, BM_SETIMAGE, IMAGE_ICON, reinterpret_cast<LPARAM>(icon));
 }
 void windowRepaintChild(WindowHandle window, int32_t id) {
