@@ -50,8 +50,7 @@ void renderBlurry(FilterSession* session, const RenderContext& context, PixelMap
   preparePixelLoop(&loop, session, context.rampTable);
   const double k = static_cast<double>(context.weight) / static_cast<double>(sessionParameters(session)->scaleDivisor);
   const int32_t side = context.fieldSide;
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     if (gx && gy)
@@ -62,6 +61,6 @@ void renderBlurry(FilterSession* session, const RenderContext& context, PixelMap
       blurryRow<false, true>(gx, gy, k, loop.maxValue, loop.columns, edges);
     else
       for (int32_t c = 0; c < loop.columns; ++c) edges[c] = 0;
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }

@@ -109,8 +109,7 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   const int32_t width = loop.columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, loop.rows, loop.columns, 1.0);
   const CrestLayout layout = crestLayout(width);
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
@@ -124,8 +123,8 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
       const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
       edges[c] = crest ? e : 0;
     }
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }
 
 void renderThinSoft(FilterSession* session, const RenderContext& context, PixelMap* tile) {

@@ -86,8 +86,13 @@ void readTile(FilterSession* session, PixelMap* map, const Rect& padded) {
   int32_t rowOffset = source.top - padded.top;
   int32_t rows = rectHeight(source);
   int32_t columns = rectWidth(source);
+  if (rows <= 0 || columns <= 0) {
+    // Nothing of the picture in reach: a tile kept from the one before
+    // must not show through.
+    std::memset(map->pixels, 0, static_cast<size_t>(map->baseWidth) * map->baseHeight * map->bytesPerPixel);
+    return;
+  }
   for (int32_t row = 0; row < rows; ++row) readHostRow(map, row, session, columnOffset, rowOffset);
-  if (rows <= 0 || columns <= 0) return;
 
   // Margins repeat the border pixels: top and bottom across the columns of
   // the source, then left and right down the whole tile, which fills the
@@ -188,7 +193,11 @@ void walkTiles(FilterSession* session, int32_t rows, int32_t cols, int32_t total
       int32_t top = clip.top + r * TILE_SIZE, left = clip.left + c * TILE_SIZE;
       Rect core = makeRect(top, left, top + TILE_SIZE, left + TILE_SIZE);
       Rect padded = growRect(core, TILE_MARGIN);
-      if (!pixelMapCreate(&tile, rectWidth(padded), rectHeight(padded), format, 0)) {
+      // Every tile has the same size: one block serves the whole walk, and
+      // readTile writes all of it each time.
+      const bool fits = !pixelMapEmpty(&tile) && tile.baseWidth == rectWidth(padded) &&
+                        tile.baseHeight == rectHeight(padded) && tile.format == format;
+      if (!fits && !pixelMapCreate(&tile, rectWidth(padded), rectHeight(padded), format, 0)) {
         // Nothing must render from an empty tile: the run stops here.
         setResult(session, RESULT_MEM_FULL);
         return;
@@ -207,9 +216,9 @@ void walkTiles(FilterSession* session, int32_t rows, int32_t cols, int32_t total
       else
         renderTile(session, &tile);
       reportProgress(session, countBase + r * cols + c + 1, total, 1);
-      pixelMapFree(&tile);
     }
   }
+  pixelMapFree(&tile);
 }
 
 }  // namespace

@@ -190,6 +190,33 @@ TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
   EXPECT_EQ(platformLiveWorkers(), 0);  // each run took its workers down
 }
 
+// Pictures tall enough for several bands of rows per tile, and wider than
+// one tile: the style rows, the plane pass and every kind of glue (plain,
+// per-pixel, row form, the modes that keep caches) split over threads must
+// give the one-thread bytes.
+TEST(RenderThreads, BandsOfRowsGiveTheOneThreadBytes) {
+  struct Kind {
+    int32_t colourPlanes;
+    bool alpha;
+    int32_t depth;
+  };
+  const Kind kinds[] = {{3, true, 8}, {1, false, 16}};
+  for (const Kind& kind : kinds) {
+    HostImage image = picture(300, 45, kind.colourPlanes, kind.alpha, kind.depth);
+    for (int32_t style = 1; style <= 13; ++style)
+      for (int32_t glue : {1, 3, 15, 46, 53, 54}) {
+        forceRenderThreads(1);
+        const std::vector<uint8_t> expected = renderBytes(image, nullptr, style, glue);
+        for (int32_t threads : {2, 3, 7}) {
+          forceRenderThreads(threads);
+          EXPECT_EQ(renderBytes(image, nullptr, style, glue), expected)
+              << "threads " << threads << " style " << style << " glue " << glue << " depth " << kind.depth;
+        }
+      }
+  }
+  forceRenderThreads(platformCoreCount());
+}
+
 // A cancel between tiles of a threaded run: the host's abort answers yes
 // after a few checks, the run ends with the user's cancel (checked inside
 // the render helper) and no worker is left running.
