@@ -61,7 +61,21 @@ void readHostRow(PixelMap* map, int32_t row, FilterSession* session, int32_t col
   if (isEightBitImage(record)) {
     const uint8_t* s = static_cast<const uint8_t*>(record->inData) + static_cast<intptr_t>(row) * record->inRowBytes;
     uint32_t* d = reinterpret_cast<uint32_t*>(pixelAddress(map, columnOffset, y, 0));
-    for (int32_t i = 0; i < count; ++i, s += step) {
+    int32_t i = 0;
+    // Colour pixels of three or more planes: one four-byte read per pixel
+    // takes red, green and blue (and the alpha when it is the fourth
+    // plane). The row's last pixel goes byte by byte, so no read passes the
+    // end of the host's row.
+    if (colour && step >= 3 && (!alpha || alphaIndex == 3) && count > 0) {
+      const uint32_t opaque = alpha ? 0u : 0xff000000u;
+      const uint32_t keep = alpha ? 0xffffffffu : 0x00ffffffu;
+      for (; i < count - 1; ++i, s += step) {
+        uint32_t v;
+        std::memcpy(&v, s, 4);
+        d[i] = (v & keep) | opaque;
+      }
+    }
+    for (; i < count; ++i, s += step) {
       uint32_t r = s[0], g = colour ? s[1] : s[0], b = colour ? s[2] : s[0];
       uint32_t a = alpha ? s[alphaIndex] : 255;
       d[i] = (a << 24) | (b << 16) | (g << 8) | r;

@@ -105,6 +105,31 @@ TEST(FieldWidths, EveryWidthGivesTheDirectSums) {
   forceSimdLevel(widestSimdLevel());
 }
 
+// "blurry"'s edge values at every width: slopes near the limits, both
+// planes or one, a negative weight; row lengths that leave tails.
+TEST(FieldWidths, SlopeEdgesEqualTheScalarValues) {
+  uint32_t state = 5;
+  std::vector<double> gx(37), gy(37);
+  for (size_t i = 0; i < gx.size(); ++i) {
+    gx[i] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0371;
+    gy[i] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0113;
+  }
+  gx[3] = 0.0, gy[3] = -0.0;
+  for (double k : {1.0, 0.37, 64.0, -2.0})
+    for (int32_t maxValue : {255, 32768})
+      for (int32_t planes = 1; planes <= 3; ++planes)
+        for (int32_t count : {1, 8, 37}) {
+          const double* x = planes & 1 ? gx.data() : nullptr;
+          const double* y = planes & 2 ? gy.data() : nullptr;
+          std::vector<int32_t> expected(count), got(count);
+          fieldKernelsFor(SIMD_SCALAR).slopeEdges(x, y, k, maxValue, count, expected.data());
+          for (SimdLevel level : levelsHere()) {
+            fieldKernelsFor(level).slopeEdges(x, y, k, maxValue, count, got.data());
+            EXPECT_EQ(got, expected) << simdLevelName(level) << " k " << k << " planes " << planes;
+          }
+        }
+}
+
 TEST(FieldWidths, ForcedLevelsNeverExceedTheCpu) {
   const SimdLevel widest = widestSimdLevel();
   EXPECT_GE(widest, SIMD_SSE2);  // every x86-64 CPU has SSE2
