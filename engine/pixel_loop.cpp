@@ -17,17 +17,18 @@ constexpr int32_t SHADE_BAND_ROWS = 8;
 
 // Glue caches for the worker threads: the modes write their caches as they
 // go, so each thread has its own. An entry holds exactly what the
-// conversion gives, so these need not be emptied between runs; the tables
-// the modes read are copied from the run's own each time.
+// conversion gives from the Lab tables in use, so the caches are kept from
+// run to run and emptied only when those tables change; the tables the
+// modes read are copied from the run's own each time.
 const GlueTables* slotGlueTables(const GlueTables& runTables, int32_t slot) {
   static std::vector<std::unique_ptr<GlueTables>> slots;
   if (slot == 0) return &runTables;
   if (static_cast<int32_t>(slots.size()) < slot) slots.resize(static_cast<size_t>(slot));
   std::unique_ptr<GlueTables>& tables = slots[static_cast<size_t>(slot) - 1];
-  if (!tables) {
-    tables.reset(new GlueTables);
-    std::memset(tables.get(), 0, sizeof(GlueTables));
-  }
+  if (!tables) tables.reset(new GlueTables());
+  if (tables->labForward != runTables.labForward || tables->labInverse != runTables.labInverse ||
+      tables->labAxis16 != runTables.labAxis16)
+    std::memset(tables.get(), 0, sizeof(GlueTables));  // all zero bytes: empty caches
   std::memcpy(tables->tentTable, runTables.tentTable, sizeof(runTables.tentTable));
   tables->labForward = runTables.labForward;
   tables->labInverse = runTables.labInverse;
