@@ -4,7 +4,9 @@
 
 // GCC's own headers leave a don't-care operand of the masked forms behind
 // sqrt, min, max and the conversion unset, and then warn about it.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
