@@ -23,6 +23,7 @@ struct DialogState {
   EdgeParameters entrySnapshot;
   WindowHandle fileDialogOwner;
   bool fileDialogOpen;
+  bool settingsFolderBusy;  // a folder of settings is being refreshed
   bool aboutBoxOpen;
   bool infoBoxOpen;
   bool refreshPending;

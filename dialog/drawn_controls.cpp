@@ -7,6 +7,7 @@
 #include <string>
 
 #include "dialog/memory_dots.h"
+#include "host/host_services.h"
 #include "session/session.h"
 
 namespace {
@@ -60,6 +61,46 @@ void drawDot(DialogState& d, WindowCanvas* canvas, int32_t id) {
   const DotPlace& place = dotPlace(slot);
   canvasBitmap(canvas, dotFaceBitmap(work->dotState[slot], work->dotMap[slot] != 0, pressed), place.left + 2,
                place.top + 2);
+}
+
+// The stored picture of the dot last touched, inside the thumbnail's frame:
+// an interleaved RGB copy in a host buffer, handed to the host's
+// displayPixels as the preview is. Without a buffer only the frame shows.
+void drawDotThumbnailPicture(DialogState& d, WindowCanvas* canvas, const WindowRect& frame) {
+  FilterSession* s = d.session;
+  const FilterWorkArea* work = s->work;
+  FilterRecord* record = s->filterRecord;
+  if (work == nullptr || pixelMapEmpty(&work->exportImage) || record == nullptr || record->displayPixels == nullptr)
+    return;
+  constexpr int32_t SIDE = DOT_THUMBNAIL_PICTURE_SIDE;
+  constexpr int32_t ROW_BYTES = SIDE * 3;
+  intptr_t bufferId = 0;
+  auto* rgb = static_cast<uint8_t*>(allocateBuffer(static_cast<size_t>(ROW_BYTES) * SIDE, &bufferId, record->bufferProcs));
+  if (rgb == nullptr) return;
+  for (int32_t y = 0; y < SIDE; ++y) {
+    for (int32_t x = 0; x < SIDE; ++x) {
+      int32_t sx = x, sy = y;  // a smaller picture repeats its last row and column
+      clampToLevel(&work->exportImage, 0, &sx, &sy);
+      const uint32_t word = getWord(sx, sy, &work->exportImage, 0);
+      uint8_t* pixel = rgb + y * ROW_BYTES + x * 3;
+      pixel[0] = static_cast<uint8_t>(word >> 24);
+      pixel[1] = static_cast<uint8_t>(word >> 16);
+      pixel[2] = static_cast<uint8_t>(word >> 8);
+    }
+  }
+  PSPixelMap map{};
+  map.version = 1;
+  map.bounds = VRect{0, 0, SIDE, SIDE};
+  map.imageMode = plugInModeRGBColor;
+  map.rowBytes = ROW_BYTES;
+  map.colBytes = 3;
+  map.planeBytes = 1;
+  map.baseAddr = rgb;
+  const VRect area = map.bounds;
+  record->displayPixels(&map, &area, frame.top + DOT_THUMBNAIL_INSET, frame.left + DOT_THUMBNAIL_INSET,
+                        canvasNativeContext(canvas));
+  void* address = rgb;
+  freeBuffer(&address, &bufferId, record->bufferProcs);
 }
 
 }  // namespace
@@ -169,6 +210,7 @@ void drawControl(DialogState& d, WindowCanvas* canvas, int32_t id) {
   if (id == DOT_THUMBNAIL_ID) {
     WindowRect r = windowChildRect(d.window, id);
     canvasBitmap(canvas, BITMAP_THUMBNAIL_FRAME, r.left, r.top);
+    drawDotThumbnailPicture(d, canvas, r);
     return;
   }
   switch (controlKindOf(id)) {

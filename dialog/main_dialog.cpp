@@ -8,12 +8,14 @@
 #include "dialog/preview_pane.h"
 #include "dialog/psd_progress.h"
 #include "dialog/randomize.h"
+#include "dialog/settings_folder.h"
 #include "dialog/undo.h"
 #include "export/html_pages.h"
 #include "export/psd_file.h"
 #include "files/paths.h"
 #include "glue/glue_modes.h"
 #include "pi/plugin_interface.h"
+#include "presets/preset_browser.h"
 #include "presets/settings_file.h"
 #include "presets/settings_workspace.h"
 #include "region/preview_geometry.h"
@@ -31,8 +33,6 @@ const char* const CHROME_NAMES[] = {"Phong", "sine", "puddles", "bumps", "spike"
 const char* const EXTENT_NAMES[] = {"top to bottom", "left to right", "both"};
 const char* const SOURCE_NAMES[] = {"greyscale", "red", "green", "blue"};
 
-constexpr const char* PRESET_FILTER = "Marrowline presets (*.q4t)";
-constexpr const char* PRESET_PATTERN = "*.q4t";
 constexpr const char* PSD_FILTER = "Photoshop files (*.psd)";
 constexpr const char* PSD_PATTERN = "*.psd";
 constexpr const char* PSD_PROPOSED_NAME = "Marrowline result.psd";
@@ -120,14 +120,6 @@ void startDialog(DialogState& d, WindowHandle window) {
 
 // --- Commands ----------------------------------------------------------------
 
-bool runFileDialog(DialogState& d, const FileDialogRequest& request, char* path) {
-  if (d.fileDialogOpen) return false;
-  d.fileDialogOpen = true;
-  bool chosen = windowFileDialog(d.fileDialogOwner, request, path, PATH_TEXT_BYTES);
-  d.fileDialogOpen = false;
-  return chosen;
-}
-
 // A name in the folder last used for its kind of file, when there is one.
 void proposedPath(const char* folder, const char* name, char* path) {
   PathSpec joined;
@@ -136,11 +128,6 @@ void proposedPath(const char* folder, const char* name, char* path) {
   } else {
     copyPathText(path, name);
   }
-}
-
-void rememberFolder(char* field, const char* path) {
-  PathSpec folder;
-  if (folderOf(&folder, path) == 0) copyPathText(field, folder.text);
 }
 
 // The chosen file's name becomes the settings name; its folder is where
@@ -174,9 +161,7 @@ void presetsPageCommand(DialogState& d) {
   EdgeParameters* p = paramsOf(d);
   char source[PATH_TEXT_BYTES];
   proposedPath(p->lastPresetFolder, "", source);
-  FileDialogRequest request{FILE_DIALOG_OPEN, "Choose any file in the source folder", PRESET_FILTER, PRESET_PATTERN,
-                            "q4t"};
-  if (!runFileDialog(d, request, source)) return;
+  if (!choosePresetFile(d, "Choose any file in the source folder", source)) return;
   rememberFolder(p->lastPresetFolder, source);
   char path[PATH_TEXT_BYTES];
   if (!askExportPath(d, "Save an HTML page", PAGE_FILTER, PAGE_PATTERN, "html", PRESETS_PAGE_NAME, path)) return;
@@ -217,8 +202,7 @@ void loadSettingsCommand(DialogState& d) {
   EdgeParameters* p = paramsOf(d);
   char path[PATH_TEXT_BYTES];
   proposedPath(p->lastSettingsFolder, p->settingsName, path);
-  FileDialogRequest request{FILE_DIALOG_OPEN, "Open a settings file", PRESET_FILTER, PRESET_PATTERN, "q4t"};
-  if (!runFileDialog(d, request, path)) return;
+  if (!choosePresetFile(d, "Open a settings file", path)) return;
   setDefaultParameters(p);
   bool hasThumbnail = false;
   readSettingsFile(d.session, path, SettingsReadAll, &hasThumbnail);
@@ -244,6 +228,7 @@ void dotAndFileCommands(DialogState& d, int32_t id) {
     }
     repaintDots(d);
     if (outcome.wantsHtmlPage) dotsPageCommand(d);
+    if (outcome.wantsSettingsFolder) refreshSettingsFolder(d);
   }
   if (id == ID_EXPORT_PSD) exportPsdCommand(d);
   if (id == ID_PRESETS_PAGE) presetsPageCommand(d);
@@ -344,12 +329,17 @@ void commandEvent(DialogState& d, int32_t id, int32_t code) {
   }
   if (code != CODE_CLICKED) return;
 
-  if ((undoPolicyFor(d, id) != UNDO_NONE && dotSlotOf(id) < 0) || id == ID_UNDO) clearCurrentDot(d.session);
   if (zoomCommand(d.session, id)) d.refreshPending = true;
   updateZoomControls(d);
   dotAndFileCommands(d, id);
   boxCommands(d, id);
   settingsCommands(d, id);
+  // After the handlers, so that a recall through the thumbnail ends with no
+  // dot current.
+  if ((undoPolicyFor(d, id) != UNDO_NONE && dotSlotOf(id) < 0) || id == ID_UNDO) {
+    clearCurrentDot(d.session);
+    repaintDots(d);
+  }
 
   recordUndoFor(d, id);
   windowKillTimer(d.window, APPLY_TIMER_ID);
@@ -450,6 +440,25 @@ void mouseRelease(DialogState& d) {
 
 }  // namespace
 
+bool runFileDialog(DialogState& d, const FileDialogRequest& request, char* path) {
+  if (d.fileDialogOpen) return false;
+  d.fileDialogOpen = true;
+  bool chosen = windowFileDialog(d.fileDialogOwner, request, path, PATH_TEXT_BYTES);
+  d.fileDialogOpen = false;
+  return chosen;
+}
+
+bool choosePresetFile(DialogState& d, const char* title, char* path) {
+  const FilePreviewPane pane = openPresetBrowser(d.session);
+  FileDialogRequest request{FILE_DIALOG_OPEN, title, PRESET_FILTER, PRESET_PATTERN, "q4t", &pane};
+  return runFileDialog(d, request, path);
+}
+
+void rememberFolder(char* field, const char* path) {
+  PathSpec folder;
+  if (folderOf(&folder, path) == 0) copyPathText(field, folder.text);
+}
+
 DialogState& dialogState() {
   static DialogState state{};
   return state;
@@ -486,11 +495,14 @@ void syncControlsFromParameters(DialogState& d) {
   updateControlEnabling(d);
 }
 
+bool edgeStyleUsesAngle(int32_t edgeStyle) { return edgeStyle == STYLE_CHROME || edgeStyle == STYLE_SCRIBBLE; }
+bool edgeStyleUsesChromeStyle(int32_t edgeStyle) { return edgeStyle == STYLE_CHROME; }
+
 void updateControlEnabling(DialogState& d) {
   EdgeParameters* p = paramsOf(d);
   p->edgeStyle = static_cast<int32_t>(getControlValue(d, ID_EDGE_STYLE));
-  int32_t angled = (p->edgeStyle == STYLE_CHROME || p->edgeStyle == STYLE_SCRIBBLE) ? 1 : 0;
-  int32_t chrome = p->edgeStyle == STYLE_CHROME ? 1 : 0;
+  int32_t angled = edgeStyleUsesAngle(p->edgeStyle) ? 1 : 0;
+  int32_t chrome = edgeStyleUsesChromeStyle(p->edgeStyle) ? 1 : 0;
   d.controlEnabled[ID_ANGLE] = d.controlEnabled[ID_ANGLE_LABEL] = angled;
   d.controlEnabled[ID_CHROME_STYLE] = d.controlEnabled[ID_CHROME_LABEL] = chrome;
   // The chrome popup stays operable: only its label tells the state.

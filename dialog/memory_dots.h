@@ -19,6 +19,9 @@ constexpr int16_t DOT_EMPTY = 0;
 constexpr int16_t DOT_STORED = 1;
 constexpr int16_t DOT_CURRENT = 2;
 constexpr int32_t DOT_PRESSED_FLAG = 2;        // in the dot's controlValue
+// The thumbnail's picture: 88 x 88, 4 pixels inside the frame's corner.
+constexpr int32_t DOT_THUMBNAIL_PICTURE_SIDE = 88;
+constexpr int32_t DOT_THUMBNAIL_INSET = 4;
 
 // Top-left corners of the dots in the dialog's client area, by slot.
 struct DotPlace {

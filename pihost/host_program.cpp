@@ -57,28 +57,6 @@ bool writeTextFile(const std::string& path, const std::string& text, std::string
   return true;
 }
 
-// The descriptor item that carries a parameter's value, typed by its key.
-DescriptorItem presetItem(const ScriptKey& key, int32_t value) {
-  DescriptorItem item;
-  item.key = key.key;
-  switch (key.kind) {
-    case SCRIPT_ENUMERATED:
-      item.type = typeEnumerated;
-      item.enumType = key.enumerationType;
-      item.value = int32_t(mapNumberToCode(value, key.enumerationType));  // '<NO>' out of range
-      break;
-    case SCRIPT_INTEGER:
-      item.type = typeInteger;
-      item.value = value;
-      break;
-    case SCRIPT_BOOLEAN:
-      item.type = typeBoolean;
-      item.value = (value & 0xFF) != 0 ? 1 : 0;  // the low byte, as the plug-in records it
-      break;
-  }
-  return item;
-}
-
 // --preset FILE: the file is read by the plug-in's own reader, and its eleven
 // scripted parameters join the descriptor. A parameter also given as an
 // option keeps the option's value. The descriptor stays in key-table order.
@@ -110,7 +88,7 @@ bool applyPresetFile(HostOptions* options, std::string* error) {
       if (item.key == key->key) merged.push_back(item), given = true;
     if (given) continue;
     const int32_t value = *scriptField(&workspace->parameters, *key);
-    merged.push_back(presetItem(*key, value));
+    merged.push_back(descriptorItemOfValue(*key, value));
     const std::string warning =
         parameterRangeWarning(*key, value, std::string(key->name) + " " + std::to_string(value) + " of the preset");
     if (!warning.empty()) options->warnings.push_back(warning);
@@ -120,6 +98,27 @@ bool applyPresetFile(HostOptions* options, std::string* error) {
 }
 
 }  // namespace
+
+DescriptorItem descriptorItemOfValue(const ScriptKey& key, int32_t value) {
+  DescriptorItem item;
+  item.key = key.key;
+  switch (key.kind) {
+    case SCRIPT_ENUMERATED:
+      item.type = typeEnumerated;
+      item.enumType = key.enumerationType;
+      item.value = int32_t(mapNumberToCode(value, key.enumerationType));  // '<NO>' out of range
+      break;
+    case SCRIPT_INTEGER:
+      item.type = typeInteger;
+      item.value = value;
+      break;
+    case SCRIPT_BOOLEAN:
+      item.type = typeBoolean;
+      item.value = (value & 0xFF) != 0 ? 1 : 0;  // the low byte, as the plug-in records it
+      break;
+  }
+  return item;
+}
 
 std::string descriptorRecordText(const std::vector<DescriptorItem>& items) {
   std::string text;

@@ -8,6 +8,8 @@
 
 #include "pihost/host_services.h"
 
+struct ScriptKey;
+
 // Exit statuses.
 constexpr int kExitSuccess = 0;
 constexpr int kExitPluginError = 1;  // the result word was not 0
@@ -19,3 +21,8 @@ int runHostProgram(int argc, const char* const* argv);
 // The lines of --record: "KEY TYPE VALUE", TYPE enum, int or bool, an enum
 // value as its four characters.
 std::string descriptorRecordText(const std::vector<DescriptorItem>& items);
+
+// The descriptor item that carries a parameter's value, typed by its key: an
+// enumeration number as its code (<NO> out of range), a boolean as the low
+// byte of the value, as the plug-in records it.
+DescriptorItem descriptorItemOfValue(const ScriptKey& key, int32_t value);

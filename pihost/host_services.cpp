@@ -503,6 +503,7 @@ bool descriptorItemsFromHandle(Handle handle, std::vector<DescriptorItem>* items
 Boolean PI_CALL hostAbortProc(void) {
   if (!activeServices) return 0;
   activeServices->abortCalls++;
+  if (activeServices->abortHook && activeServices->abortHook(activeServices->hookContext)) return 1;
   return activeServices->cancelAfter >= 0 && activeServices->abortCalls > activeServices->cancelAfter;
 }
 
@@ -513,6 +514,7 @@ void PI_CALL hostProgressProc(int32_t done, int32_t total) {
   activeServices->lastProgressTotal = total;
   if (activeServices->progressLog) std::fprintf(activeServices->progressLog, "%d %d\n", int(done), int(total));
   if (activeServices->progressBar) drawProgressBar(activeServices, done, total);
+  if (activeServices->progressHook) activeServices->progressHook(activeServices->hookContext, done, total);
 }
 
 void hostProgressFinish(HostServices* services) {

@@ -52,6 +52,12 @@ struct HostServices {
   int32_t lastProgressTotal = 0;
   int lastBarPercent = -1;
 
+  // A host program of its own (the GIMP plug-in) follows the progress and
+  // answers abortProc through these, with `hookContext` as their argument.
+  void (*progressHook)(void* context, int32_t done, int32_t total) = nullptr;
+  bool (*abortHook)(void* context) = nullptr;
+  void* hookContext = nullptr;
+
   // displayPixels: how often it was called and the last picture shown, as
   // 8-bit samples (for a later preview mode).
   int64_t displayCalls = 0;

@@ -46,15 +46,21 @@ const char* enumerationEffect(uint32_t type) {
 
 }  // namespace
 
-std::string parameterRangeWarning(const ScriptKey& key, int64_t value, const std::string& option) {
-  int64_t low = 0, high = 1;
+void scriptKeyRange(const ScriptKey& key, int64_t* low, int64_t* high) {
+  *low = 0;
+  *high = 1;
   if (key.kind == SCRIPT_ENUMERATED) {
     const Enumeration* e = findEnumeration(key.enumerationType);
-    low = 1;
-    high = e ? e->count : 0;
+    *low = 1;
+    *high = e ? e->count : 0;
   } else if (key.kind == SCRIPT_INTEGER) {
-    high = key.key == KEY_ANGLE ? 359 : 100;
+    *high = key.key == KEY_ANGLE ? 359 : 100;
   }
+}
+
+std::string parameterRangeWarning(const ScriptKey& key, int64_t value, const std::string& option) {
+  int64_t low = 0, high = 1;
+  scriptKeyRange(key, &low, &high);
   if (value >= low && value <= high) return std::string();
   std::string line = option + " is outside " + std::to_string(low) + ".." + std::to_string(high) + ": ";
   if (key.kind == SCRIPT_ENUMERATED) line += enumerationEffect(key.enumerationType);

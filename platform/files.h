@@ -37,5 +37,9 @@ void platformCloseFile(FileHandle file);
 // falls back to C:\Windows\Temp\, POSIX to /tmp/.
 void platformTempFolder(char* out, int32_t capacity);
 
+// Gives a file a new name (in the same folder or another). False when it
+// fails, as when the new name is taken.
+bool platformRenameFile(const char* from, const char* to);
+
 // Creates one folder. False when it fails, as when it exists already.
 bool platformMakeFolder(const char* path);

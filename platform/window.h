@@ -148,6 +148,24 @@ void canvasUnclip(WindowCanvas* canvas);
 void canvasExcludeClip(WindowCanvas* canvas, const WindowRect& rect);
 void canvasFillWhite(WindowCanvas* canvas, const WindowRect& rect);
 
+// One pixel, outside the bitmap calls (the browser's pane is set pixel by
+// pixel).
+void canvasPixel(WindowCanvas* canvas, int32_t x, int32_t y, uint32_t colour);
+
+// A pane beside the standard controls of an open dialog: the module's child
+// template `templateName` places the standard controls and, as child
+// `paneId`, the pane. While the dialog is open, `selected` runs each time
+// the user selects an entry (its full path), and `paint` each time the pane
+// needs drawing; both get the pane's rectangle in the client coordinates of
+// `window`. Without the template the dialog runs plain.
+struct FilePreviewPane {
+  const char* templateName;
+  int32_t paneId;
+  void* context;
+  void (*selected)(void* context, WindowHandle window, const char* path, const WindowRect& pane);
+  void (*paint)(void* context, WindowCanvas* canvas, const WindowRect& pane);
+};
+
 // The system's file dialogs. path holds the proposed name on entry and the
 // chosen path on confirmation (true).
 enum FileDialogKind : int32_t { FILE_DIALOG_OPEN = 0, FILE_DIALOG_SAVE = 1 };
@@ -157,6 +175,7 @@ struct FileDialogRequest {
   const char* filterName;  // "Marrowline presets (*.q4t)"
   const char* pattern;     // "*.q4t"
   const char* extension;   // added when the user types none
+  const FilePreviewPane* pane = nullptr;  // open dialogs only; null: none
 };
 bool windowFileDialog(WindowHandle owner, const FileDialogRequest& request, char* path, int32_t capacity);
 

@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -83,6 +84,10 @@ void platformTempFolder(char* out, int32_t capacity) {
   std::memcpy(out, folder, length);
   if (needsSeparator) out[length++] = '/';
   out[length] = '\0';
+}
+
+bool platformRenameFile(const char* from, const char* to) {
+  return from != nullptr && to != nullptr && std::rename(from, to) == 0;
 }
 
 bool platformMakeFolder(const char* path) { return path != nullptr && mkdir(path, 0777) == 0; }

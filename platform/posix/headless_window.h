@@ -53,7 +53,11 @@ struct DrawCall {
   std::string text;
 };
 const std::vector<DrawCall>& headlessDrawCalls();
+// Clears the drawing calls and the single pixels.
 void headlessClearDrawCalls();
+// The last colour set at a point by canvasPixel, -1 when none.
+int32_t headlessPixel(int32_t x, int32_t y);
+int32_t headlessPixelCount();
 // Text widths are 6 pixels a character.
 constexpr int32_t HEADLESS_CHARACTER_WIDTH = 6;
 
@@ -62,6 +66,18 @@ constexpr int32_t HEADLESS_CHARACTER_WIDTH = 6;
 using HeadlessFileAnswer = std::function<bool(const FileDialogRequest&, std::string* path)>;
 void headlessSetFileAnswer(HeadlessFileAnswer answer);
 int32_t headlessFileDialogCount();
+// The request of the last file dialog; its title is kept as text.
+const FileDialogRequest& headlessLastFileRequest();
+std::string headlessLastFileTitle();
+
+// An open dialog with a pane, while its answer runs: the user selects an
+// entry, or the pane is painted. The pane stands where the child template
+// puts it at 8-point "MS Shell Dlg" (87 x 80 units at 211, 21).
+constexpr WindowRect BROWSER_PANE_RECT{316, 34, 446, 164};
+bool headlessBrowserOpen();
+WindowRect headlessBrowserPaneRect();
+void headlessBrowserSelect(const char* path);
+void headlessBrowserPaint();
 int32_t headlessAboutBoxCount();
 int32_t headlessInfoBoxCount();
 // How often a box was shown over its owner or raised.

@@ -62,6 +62,14 @@ WindowCursor cursor = CURSOR_ARROW;
 std::vector<DrawCall> drawCalls;
 int32_t fileDialogs = 0, aboutBoxes = 0, infoBoxes = 0, raises = 0;
 WindowCanvas* const HEADLESS_CANVAS = reinterpret_cast<WindowCanvas*>(&drawCalls);
+// Single pixels by position, and the open dialog's pane while one is open.
+std::map<int64_t, uint32_t> pixels;
+const FilePreviewPane* browserPane = nullptr;
+FileDialogRequest lastFileRequest{};
+std::string lastFileTitle;
+int browserWindow = 0;
+
+int64_t pixelKey(int32_t x, int32_t y) { return (static_cast<int64_t>(y) << 32) | static_cast<uint32_t>(x); }
 
 HeadlessDialog* dialogOf(WindowHandle window) {
   for (HeadlessDialog* d : openDialogs)
@@ -262,10 +270,18 @@ void canvasUnclip(WindowCanvas*) { record(DRAW_UNCLIP, 0, 0, 0, 0); }
 void canvasExcludeClip(WindowCanvas*, const WindowRect& r) { record(DRAW_EXCLUDE, r.left, r.top, r.right, r.bottom); }
 void canvasFillWhite(WindowCanvas*, const WindowRect& r) { record(DRAW_FILL_WHITE, r.left, r.top, r.right, r.bottom); }
 
+void canvasPixel(WindowCanvas*, int32_t x, int32_t y, uint32_t colour) { pixels[pixelKey(x, y)] = colour; }
+
 bool windowFileDialog(WindowHandle, const FileDialogRequest& request, char* path, int32_t capacity) {
   ++fileDialogs;
+  lastFileRequest = request;
+  lastFileTitle = request.title != nullptr ? request.title : "";
   std::string chosen = path;
-  if (!fileAnswer || !fileAnswer(request, &chosen) || capacity <= 0) return false;
+  // The pane's window stands for the system's dialog while the answer runs.
+  browserPane = request.kind == FILE_DIALOG_OPEN ? request.pane : nullptr;
+  const bool confirmed = fileAnswer && fileAnswer(request, &chosen) && capacity > 0;
+  browserPane = nullptr;
+  if (!confirmed) return false;
   std::snprintf(path, static_cast<size_t>(capacity), "%s", chosen.c_str());
   return true;
 }
@@ -364,7 +380,28 @@ WindowRect headlessWindowClient(WindowHandle window) {
 }
 
 const std::vector<DrawCall>& headlessDrawCalls() { return drawCalls; }
-void headlessClearDrawCalls() { drawCalls.clear(); }
+void headlessClearDrawCalls() {
+  drawCalls.clear();
+  pixels.clear();
+}
+int32_t headlessPixel(int32_t x, int32_t y) {
+  auto found = pixels.find(pixelKey(x, y));
+  return found == pixels.end() ? -1 : static_cast<int32_t>(found->second);
+}
+int32_t headlessPixelCount() { return static_cast<int32_t>(pixels.size()); }
+
+bool headlessBrowserOpen() { return browserPane != nullptr; }
+WindowRect headlessBrowserPaneRect() { return browserPane != nullptr ? BROWSER_PANE_RECT : WindowRect{}; }
+void headlessBrowserSelect(const char* path) {
+  if (browserPane != nullptr && browserPane->selected != nullptr)
+    browserPane->selected(browserPane->context, &browserWindow, path, BROWSER_PANE_RECT);
+}
+void headlessBrowserPaint() {
+  if (browserPane != nullptr && browserPane->paint != nullptr)
+    browserPane->paint(browserPane->context, HEADLESS_CANVAS, BROWSER_PANE_RECT);
+}
+const FileDialogRequest& headlessLastFileRequest() { return lastFileRequest; }
+std::string headlessLastFileTitle() { return lastFileTitle; }
 void headlessSetFileAnswer(HeadlessFileAnswer answer) { fileAnswer = std::move(answer); }
 int32_t headlessFileDialogCount() { return fileDialogs; }
 int32_t headlessAboutBoxCount() { return aboutBoxes; }

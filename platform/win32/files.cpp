@@ -54,4 +54,8 @@ void platformTempFolder(char* out, int32_t capacity) {
   out[length] = '\0';
 }
 
+bool platformRenameFile(const char* from, const char* to) {
+  return from != nullptr && to != nullptr && MoveFileA(from, to) != FALSE;
+}
+
 bool platformMakeFolder(const char* path) { return path != nullptr && CreateDirectoryA(path, nullptr) != FALSE; }

@@ -485,6 +485,68 @@ void canvasFillWhite(WindowCanvas* canvas, const WindowRect& r) {
   FillRect(canvas->dc, &area, static_cast<HBRUSH>(GetStockObject(WHITE_BRUSH)));
 }
 
+void canvasPixel(WindowCanvas* canvas, int32_t x, int32_t y, uint32_t colour) {
+  SetPixelV(canvas->dc, x, y, RGB((colour >> 16) & 255, (colour >> 8) & 255, colour & 255));
+}
+
+namespace {
+
+// The pane's rectangle in the client coordinates of the hook's own dialog
+// (the child template), which is where the hook paints.
+WindowRect paneRect(HWND hookDialog, const FilePreviewPane* pane) {
+  return windowChildRect(hookDialog, pane->paneId);
+}
+
+const FilePreviewPane* paneOf(HWND hookDialog) {
+  auto* dialog = reinterpret_cast<const OPENFILENAMEA*>(GetWindowLongPtrA(hookDialog, GWLP_USERDATA));
+  return dialog != nullptr ? reinterpret_cast<const FilePreviewPane*>(dialog->lCustData) : nullptr;
+}
+
+// The hook of an open dialog with a pane. The hook's window is the child
+// dialog made from the template; its parent is the system's dialog.
+UINT_PTR CALLBACK paneHook(HWND hookDialog, UINT message, WPARAM, LPARAM lParam) {
+  switch (message) {
+    case WM_INITDIALOG: {
+      SetWindowLongPtrA(hookDialog, GWLP_USERDATA, lParam);
+      HWND fileDialog = GetParent(hookDialog);
+      RECT r;
+      if (fileDialog != nullptr && GetWindowRect(fileDialog, &r))
+        placeWindow(fileDialog, GetWindow(fileDialog, GW_OWNER), r.right - r.left, r.bottom - r.top);
+      return TRUE;
+    }
+    case WM_PAINT: {
+      const FilePreviewPane* pane = paneOf(hookDialog);
+      PAINTSTRUCT paint;
+      HDC dc = BeginPaint(hookDialog, &paint);
+      if (pane != nullptr && pane->paint != nullptr && dc != nullptr) {
+        WindowCanvas canvas{dc, hookDialog, nullptr};
+        pane->paint(pane->context, &canvas, paneRect(hookDialog, pane));
+      }
+      EndPaint(hookDialog, &paint);
+      return TRUE;
+    }
+    case WM_NOTIFY: {
+      const auto* notice = reinterpret_cast<const OFNOTIFYA*>(lParam);
+      if (notice == nullptr || notice->hdr.code != CDN_SELCHANGE) return FALSE;
+      const FilePreviewPane* pane = paneOf(hookDialog);
+      if (pane == nullptr || pane->selected == nullptr) return FALSE;
+      char path[MAX_PATH] = {};
+      LRESULT length = SendMessageA(GetParent(hookDialog), CDM_GETFILEPATH, MAX_PATH, reinterpret_cast<LPARAM>(path));
+      // A folder or nothing selected gives an empty path or a negative answer.
+      if (length < 0) path[0] = '\0';
+      if (length <= MAX_PATH) {
+        path[MAX_PATH - 1] = '\0';
+        pane->selected(pane->context, hookDialog, path, paneRect(hookDialog, pane));
+      }
+      return FALSE;
+    }
+    case WM_DESTROY: return TRUE;
+    default: return FALSE;
+  }
+}
+
+}  // namespace
+
 bool windowFileDialog(WindowHandle owner, const FileDialogRequest& request, char* path, int32_t capacity) {
   // The filter is pairs of texts, each ended by a NUL, and a NUL after all.
   char filter[160];
@@ -501,6 +563,15 @@ bool windowFileDialog(WindowHandle owner, const FileDialogRequest& request, char
   dialog.lpstrDefExt = request.extension;
   dialog.Flags = OFN_HIDEREADONLY | OFN_PATHMUSTEXIST |
                  (request.kind == FILE_DIALOG_SAVE ? OFN_OVERWRITEPROMPT : OFN_FILEMUSTEXIST);
+  const FilePreviewPane* pane = request.kind == FILE_DIALOG_OPEN ? request.pane : nullptr;
+  // Without its template the dialog runs plain and only the pane is lost.
+  if (pane != nullptr && FindResourceA(moduleHandle, pane->templateName, MAKEINTRESOURCEA(5)) != nullptr) {
+    dialog.Flags |= OFN_EXPLORER | OFN_ENABLETEMPLATE | OFN_ENABLEHOOK;
+    dialog.hInstance = moduleHandle;
+    dialog.lpTemplateName = pane->templateName;
+    dialog.lpfnHook = paneHook;
+    dialog.lCustData = reinterpret_cast<LPARAM>(pane);
+  }
   BOOL chosen = request.kind == FILE_DIALOG_SAVE ? GetSaveFileNameA(&dialog) : GetOpenFileNameA(&dialog);
   return chosen != FALSE;
 }

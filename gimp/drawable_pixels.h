@@ -1,0 +1,34 @@
+// A drawable's pixels as the substitute host's picture, and back.
+//
+// The pixels travel grey or RGB, with alpha when the layer has it, at 8 bits
+// for 8-bit images and on the 16-bit path for 16-bit, 32-bit and float ones,
+// always in the perceptual encoding the filter's arithmetic is made for and
+// in the drawable's own colour space.
+#pragma once
+
+#include <libgimp/gimp.h>
+
+#include "pihost/host_image.h"
+
+struct DrawableLayout {
+  int32_t colorPlanes = 3;
+  bool alpha = false;
+  int32_t depth = 8;
+  const Babl* format = nullptr;       // the format the pixels travel in
+  const Babl* displayFormat = nullptr;  // the same at 8 bits, for previews
+};
+
+DrawableLayout drawableLayout(gint32 image, gint32 drawable);
+
+// Reads the rectangle (x, y, width, height) of the drawable into `picture`.
+void readDrawableRect(gint32 drawable, const DrawableLayout& layout, gint x, gint y, gint width, gint height,
+                      HostImage* picture);
+
+// The samples of a picture, as the format of its layout holds them.
+inline const void* pictureSamples(const HostImage& picture) {
+  return picture.depth == 16 ? static_cast<const void*>(picture.words.data())
+                             : static_cast<const void*>(picture.bytes.data());
+}
+inline size_t pictureRowBytes(const HostImage& picture) {
+  return size_t(picture.width) * size_t(imagePlanes(picture)) * (picture.depth == 16 ? 2u : 1u);
+}

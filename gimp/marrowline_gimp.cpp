@@ -1,0 +1,254 @@
+// marrowline-gimp: the GIMP 2.10 plug-in program. It registers the procedure
+// plug-in-marrowline under Filters > Quellfire, reads the drawable through
+// GEGL at its own precision, runs the module Marrowline.so beside this
+// program through the substitute host's session, and writes the result into
+// the shadow buffer, which GIMP merges by the selection with undo.
+#include <libgimp/gimp.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "gimp/drawable_pixels.h"
+#include "gimp/filter_dialog.h"
+#include "gimp/filter_run.h"
+#include "gimp/filter_values.h"
+#include "pihost/plugin_module.h"
+
+namespace {
+
+constexpr const char* PROCEDURE_NAME = "plug-in-marrowline";
+// run-mode, image, drawable and the eleven values.
+constexpr int FIXED_ARGUMENTS = 3;
+constexpr int ARGUMENT_COUNT = FIXED_ARGUMENTS + SCRIPT_KEY_COUNT;
+
+void query() {
+  // GIMP keeps the pointers only for the length of the call, but the texts
+  // are built here, so they live in statics.
+  static std::string names[SCRIPT_KEY_COUNT];
+  static std::string helps[SCRIPT_KEY_COUNT];
+  static GimpParamDef arguments[ARGUMENT_COUNT] = {
+      {GIMP_PDB_INT32, const_cast<gchar*>("run-mode"),
+       const_cast<gchar*>("The run mode { RUN-INTERACTIVE (0), RUN-NONINTERACTIVE (1), RUN-WITH-LAST-VALS (2) }")},
+      {GIMP_PDB_IMAGE, const_cast<gchar*>("image"), const_cast<gchar*>("Input image")},
+      {GIMP_PDB_DRAWABLE, const_cast<gchar*>("drawable"), const_cast<gchar*>("Input drawable")},
+  };
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) {
+    names[i] = filterValueName(i);
+    helps[i] = filterValueHelp(i);
+    arguments[FIXED_ARGUMENTS + i] = {GIMP_PDB_INT32, const_cast<gchar*>(names[i].c_str()),
+                                      const_cast<gchar*>(helps[i].c_str())};
+  }
+  gimp_install_procedure(PROCEDURE_NAME, "Restyles the edges of the selection",
+                         "Computes the brightness slopes of one source channel, turns them into an edge picture in "
+                         "one of 13 edge styles, colours it with a grey or foreground-to-background ramp and lays "
+                         "it into the picture with one of 62 glue modes. Out of range values fail the call.",
+                         "Quellfire", "Quellfire", "2026", "_Marrowline...", "RGB*, GRAY*", GIMP_PLUGIN,
+                         ARGUMENT_COUNT, 0, arguments, nullptr);
+  gimp_plugin_menu_register(PROCEDURE_NAME, "<Image>/Filters/Quellfire");
+}
+
+// The progress bar: one update a percent, since each is a round trip to GIMP.
+// Cancelling from GIMP's progress bar ends this process before anything is
+// merged, so the drawable stays as it was; an update that fails (GIMP has
+// gone away) stops the filter as a cancel would.
+struct ProgressState {
+  int lastPercent = -1;
+  bool cancelled = false;
+};
+
+void showProgress(void* context, int32_t done, int32_t total) {
+  auto* state = static_cast<ProgressState*>(context);
+  if (total <= 0 || state->cancelled) return;
+  const double fraction = double(done < 0 ? 0 : done > total ? total : done) / double(total);
+  const int percent = int(fraction * 100.0);
+  if (percent == state->lastPercent) return;
+  state->lastPercent = percent;
+  if (!gimp_progress_update(fraction)) state->cancelled = true;
+}
+
+bool progressCancelled(void* context) { return static_cast<ProgressState*>(context)->cancelled; }
+
+void colorBytes(const GimpRGB& color, uint8_t out[3]) {
+  guchar r = 0, g = 0, b = 0;
+  gimp_rgb_get_uchar(&color, &r, &g, &b);
+  out[0] = r;
+  out[1] = g;
+  out[2] = b;
+}
+
+// With MARROWLINE_GIMP_TIMING set, the time of each step goes to stderr,
+// for the benchmark that weighs GIMP's part against the filter's.
+struct StepTimer {
+  bool on = g_getenv("MARROWLINE_GIMP_TIMING") != nullptr;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  std::string line;
+  void step(const char* name) {
+    const auto now = std::chrono::steady_clock::now();
+    line += std::string(line.empty() ? "" : ", ") + name + " " +
+            std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now - start).count()) + " ms";
+    start = now;
+  }
+  ~StepTimer() {
+    if (on) g_printerr("marrowline-gimp: %s\n", line.c_str());
+  }
+};
+
+// The whole filter on the drawable. False with a message on failure;
+// `cancelled` tells a cancel apart from an error.
+bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& values, std::string* message,
+                    bool* cancelled) {
+  *cancelled = false;
+  gint x = 0, y = 0, width = 0, height = 0;
+  // Nothing selected on this drawable: nothing to do, as with GIMP's own filters.
+  if (!gimp_drawable_mask_intersect(drawable, &x, &y, &width, &height)) return true;
+
+  PluginModule module;
+  if (!loadPluginModule(defaultPluginPath(), &module, message)) return false;
+
+  const DrawableLayout layout = drawableLayout(image, drawable);
+  const gint drawableWidth = gimp_drawable_width(drawable);
+  const gint drawableHeight = gimp_drawable_height(drawable);
+  // The interface counts pixels in 16 bits; say so before reading anything.
+  if (drawableWidth > INT16_MAX || drawableHeight > INT16_MAX) {
+    unloadPluginModule(&module);
+    *message = "the layer must be at most 32767 pixels on each side";
+    return false;
+  }
+  // The filter reads a margin round its rectangle, so it gets the whole drawable.
+  StepTimer timer;
+  HostImage picture;
+  readDrawableRect(drawable, layout, 0, 0, drawableWidth, drawableHeight, &picture);
+  timer.step("read");
+
+  FilterRunHooks hooks;
+  ProgressState progress;
+  hooks.progress = showProgress;
+  hooks.cancelled = progressCancelled;
+  hooks.context = &progress;
+  GimpRGB color;
+  gimp_context_get_foreground(&color);
+  colorBytes(color, hooks.foreground);
+  gimp_context_get_background(&color);
+  colorBytes(color, hooks.background);
+
+  gimp_progress_init("Marrowline");
+  const int16_t result =
+      runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
+  unloadPluginModule(&module);
+  timer.step("filter");
+  if (result != 0) {
+    *cancelled = result == userCanceledErr || progress.cancelled;
+    return false;
+  }
+
+  GeglBuffer* shadow = gimp_drawable_get_shadow_buffer(drawable);
+  const size_t rowBytes = pictureRowBytes(picture);
+  const size_t pixelBytes = rowBytes / size_t(drawableWidth);
+  const uint8_t* first =
+      static_cast<const uint8_t*>(pictureSamples(picture)) + size_t(y) * rowBytes + size_t(x) * pixelBytes;
+  gegl_buffer_set(shadow, GEGL_RECTANGLE(x, y, width, height), 0, layout.format, first, gint(rowBytes));
+  g_object_unref(shadow);
+  gimp_progress_update(1.0);
+  gimp_drawable_merge_shadow(drawable, TRUE);
+  gimp_drawable_update(drawable, x, y, width, height);
+  timer.step("write and merge");
+  return true;
+}
+
+// Reads the eleven values of a non-interactive call.
+void valuesFromArguments(const GimpParam* param, GimpFilterValues* values) {
+  for (int i = 0; i < SCRIPT_KEY_COUNT; ++i) values->value[i] = param[FIXED_ARGUMENTS + i].data.d_int32;
+}
+
+bool loadLastValues(GimpFilterValues* values) {
+  if (gimp_get_data_size(PROCEDURE_NAME) != gint(sizeof(StoredFilterValues))) return false;
+  StoredFilterValues stored{};
+  gimp_get_data(PROCEDURE_NAME, &stored);
+  if (stored.tag != STORED_VALUES_TAG || !filterValuesError(stored.values).empty()) return false;
+  *values = stored.values;
+  return true;
+}
+
+void storeLastValues(const GimpFilterValues& values) {
+  StoredFilterValues stored{STORED_VALUES_TAG, values};
+  gimp_set_data(PROCEDURE_NAME, &stored, sizeof stored);
+}
+
+void run(const gchar*, gint nparams, const GimpParam* param, gint* nreturn_vals, GimpParam** return_vals) {
+  static GimpParam answer[2];
+  static std::string answerMessage;
+  *nreturn_vals = 1;
+  *return_vals = answer;
+  answer[0].type = GIMP_PDB_STATUS;
+  answer[0].data.d_status = GIMP_PDB_SUCCESS;
+  auto fail = [&](GimpPDBStatusType status, const std::string& message) {
+    answer[0].data.d_status = status;
+    answerMessage = "Marrowline: " + message;
+    answer[1].type = GIMP_PDB_STRING;
+    answer[1].data.d_string = const_cast<gchar*>(answerMessage.c_str());
+    *nreturn_vals = 2;
+  };
+  if (nparams < FIXED_ARGUMENTS) {
+    fail(GIMP_PDB_CALLING_ERROR, "the call lacks the run mode, image or drawable");
+    return;
+  }
+  const GimpRunMode runMode = GimpRunMode(param[0].data.d_int32);
+  const gint32 image = param[1].data.d_image;
+  const gint32 drawable = param[2].data.d_drawable;
+  gegl_init(nullptr, nullptr);
+
+  GimpFilterValues values = defaultFilterValues();
+  switch (runMode) {
+    case GIMP_RUN_NONINTERACTIVE: {
+      if (nparams != ARGUMENT_COUNT) {
+        fail(GIMP_PDB_CALLING_ERROR, "the call needs " + std::to_string(ARGUMENT_COUNT) + " arguments, not " +
+                                         std::to_string(nparams));
+        return;
+      }
+      valuesFromArguments(param, &values);
+      const std::string error = filterValuesError(values);
+      if (!error.empty()) {
+        fail(GIMP_PDB_CALLING_ERROR, error);
+        return;
+      }
+      break;
+    }
+    case GIMP_RUN_WITH_LAST_VALS:
+      loadLastValues(&values);
+      break;
+    case GIMP_RUN_INTERACTIVE:
+    default:
+      loadLastValues(&values);
+      if (!runFilterDialog(image, drawable, &values)) {
+        answer[0].data.d_status = GIMP_PDB_CANCEL;
+        return;
+      }
+      break;
+  }
+
+  std::string message;
+  bool cancelled = false;
+  bool done = false;
+  try {
+    done = filterDrawable(image, drawable, values, &message, &cancelled);
+  } catch (const std::bad_alloc&) {
+    message = "not enough memory for the layer";
+  }
+  if (!done) {
+    if (cancelled) answer[0].data.d_status = GIMP_PDB_CANCEL;
+    else fail(GIMP_PDB_EXECUTION_ERROR, message);
+    return;
+  }
+  storeLastValues(values);
+  if (runMode != GIMP_RUN_NONINTERACTIVE) gimp_displays_flush();
+}
+
+}  // namespace
+
+const GimpPlugInInfo PLUG_IN_INFO = {nullptr, nullptr, query, run};
+
+MAIN()
