@@ -76,8 +76,7 @@ void renderChrome(FilterSession* session, const RenderContext& context, PixelMap
   const double s = loop.eightBit ? 1.0 : 128.0;
   const bool removeNoise = sessionParameters(session)->renderRemoveNoise != 0;
   const int32_t side = context.fieldSide;
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     for (int32_t c = 0; c < loop.columns; ++c) {
@@ -105,6 +104,6 @@ void renderChrome(FilterSession* session, const RenderContext& context, PixelMap
       int32_t index = truncateSaturating(theta / CHROME_PI * 180.0 * s + s * 180.0);
       edges[c] = chromeShade(context.chromeTable, index, loop.eightBit);
     }
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }

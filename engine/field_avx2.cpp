@@ -16,6 +16,10 @@ struct LanesAvx2 {
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
+  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
+  static V min(V a, V b) { return _mm256_min_pd(a, b); }
+  static V max(V a, V b) { return _mm256_max_pd(a, b); }
+  static void storeTruncated(int32_t* p, V v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v)); }
 };
 
 }  // namespace
@@ -28,4 +32,8 @@ void smoothRowsAvx2(const double* source, int32_t t, const double* g, int32_t n,
 void slopeRowsAvx2(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
                     double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
   slopeRowsWith<LanesAvx2>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
+}
+
+void slopeEdgesAvx2(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
+  slopeEdgesWith<LanesAvx2>(gx, gy, k, maxValue, count, edges);
 }

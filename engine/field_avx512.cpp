@@ -2,6 +2,12 @@
 // alone; chosen at run time only where the CPU has it.
 #include <immintrin.h>
 
+// GCC's own headers leave a don't-care operand of the masked forms behind
+// sqrt, min, max and the conversion unset, and then warn about it.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
 
@@ -16,6 +22,12 @@ struct LanesAvx512 {
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
+  static V sqrt(V a) { return _mm512_sqrt_pd(a); }
+  static V min(V a, V b) { return _mm512_min_pd(a, b); }
+  static V max(V a, V b) { return _mm512_max_pd(a, b); }
+  static void storeTruncated(int32_t* p, V v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvttpd_epi32(v));
+  }
 };
 
 }  // namespace
@@ -28,4 +40,8 @@ void smoothRowsAvx512(const double* source, int32_t t, const double* g, int32_t 
 void slopeRowsAvx512(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
                     double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
   slopeRowsWith<LanesAvx512>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
+}
+
+void slopeEdgesAvx512(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
+  slopeEdgesWith<LanesAvx512>(gx, gy, k, maxValue, count, edges);
 }

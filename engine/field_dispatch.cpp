@@ -17,6 +17,10 @@ void slopeRowsScalar(const double* smoothedDown, const double* smoothedAcross, i
   slopeRowsWith<SingleLane>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
 }
 
+void slopeEdgesScalar(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
+  slopeEdgesWith<SingleLane>(gx, gy, k, maxValue, count, edges);
+}
+
 namespace {
 
 const char* const LEVEL_NAMES[] = {"scalar", "sse2", "avx2", "avx512"};
@@ -54,13 +58,13 @@ FieldKernels fieldKernelsFor(SimdLevel level) {
   if (level > widest) level = widest;
   switch (level) {
     case SIMD_AVX512:
-      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512};
+      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512, slopeEdgesAvx512};
     case SIMD_AVX2:
-      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2};
+      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2, slopeEdgesAvx2};
     case SIMD_SSE2:
-      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2};
+      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2, slopeEdgesSse2};
     default:
-      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar};
+      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar, slopeEdgesScalar};
   }
 }
 

@@ -14,10 +14,16 @@ using SlopeRowsFunction = void (*)(const double* smoothedDown, const double* smo
                                    const double* d, int32_t n, double* gradientX, double* gradientY,
                                    int32_t rowBegin, int32_t rowEnd);
 
+// "blurry"'s edge values of one row: trunc(sqrt(gx*gx + gy*gy) * k) limited
+// to 0..maxValue; an absent plane (null) counts as 0.
+using SlopeEdgesFunction = void (*)(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count,
+                                    int32_t* edges);
+
 struct FieldKernels {
   SimdLevel level;
   SmoothRowsFunction smoothRows;
   SlopeRowsFunction slopeRows;
+  SlopeEdgesFunction slopeEdges;
 };
 
 // The best level this CPU runs (the OS saving the wide registers included).
@@ -47,5 +53,9 @@ void smoothRowsAvx2(const double*, int32_t, const double*, int32_t, double*, dou
 void slopeRowsAvx2(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
                    int32_t);
 void smoothRowsAvx512(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
+void slopeEdgesScalar(const double*, const double*, double, int32_t, int32_t, int32_t*);
+void slopeEdgesSse2(const double*, const double*, double, int32_t, int32_t, int32_t*);
+void slopeEdgesAvx2(const double*, const double*, double, int32_t, int32_t, int32_t*);
+void slopeEdgesAvx512(const double*, const double*, double, int32_t, int32_t, int32_t*);
 void slopeRowsAvx512(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
                      int32_t);

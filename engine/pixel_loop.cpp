@@ -1,15 +1,77 @@
 #include "engine/pixel_loop.h"
 
+#include <cstring>
+#include <memory>
 #include <vector>
 
 #include "session/session.h"
+#include "engine/field_kernels.h"
 #include "engine/render.h"
 #include "pi/plugin_interface.h"
+#include "platform/threads.h"
 
-int32_t* edgeRowBuffer(int32_t columns) {
-  static std::vector<int32_t> buffer;
-  if (buffer.size() < static_cast<size_t>(columns) + 1) buffer.resize(static_cast<size_t>(columns) + 1);
-  return buffer.data();
+namespace {
+
+// Rows per band: small enough that a tile's 256 rows keep every thread busy.
+constexpr int32_t SHADE_BAND_ROWS = 8;
+
+// Glue caches for the worker threads: the modes write their caches as they
+// go, so each thread has its own. An entry holds exactly what the
+// conversion gives from the Lab tables in use, so the caches are kept from
+// run to run and emptied only when those tables change; the tables the
+// modes read are copied from the run's own each time.
+const GlueTables* slotGlueTables(const GlueTables& runTables, int32_t slot) {
+  static std::vector<std::unique_ptr<GlueTables>> slots;
+  if (slot == 0) return &runTables;
+  if (static_cast<int32_t>(slots.size()) < slot) slots.resize(static_cast<size_t>(slot));
+  std::unique_ptr<GlueTables>& tables = slots[static_cast<size_t>(slot) - 1];
+  if (!tables) tables.reset(new GlueTables());
+  if (tables->labForward != runTables.labForward || tables->labInverse != runTables.labInverse ||
+      tables->labAxis16 != runTables.labAxis16)
+    std::memset(tables.get(), 0, sizeof(GlueTables));  // all zero bytes: empty caches
+  std::memcpy(tables->tentTable, runTables.tentTable, sizeof(runTables.tentTable));
+  tables->labForward = runTables.labForward;
+  tables->labInverse = runTables.labInverse;
+  tables->labAxis16 = runTables.labAxis16;
+  return tables.get();
+}
+
+struct ShadeJob {
+  const PixelLoop* loop;
+  ShadeRowTask task;
+  const void* context;
+  int32_t* edgeRows;  // one row per thread
+  size_t edgeStride;
+  const GlueTables* const* tables;  // per thread
+};
+
+void shadeBand(void* context, int32_t band) {
+  const ShadeJob& job = *static_cast<const ShadeJob*>(context);
+  const int32_t slot = platformWorkerSlot();
+  PixelLoop loop = *job.loop;
+  loop.glueTables = job.tables[slot];
+  int32_t* edges = job.edgeRows + static_cast<size_t>(slot) * job.edgeStride;
+  const int32_t begin = band * SHADE_BAND_ROWS;
+  const int32_t end = begin + SHADE_BAND_ROWS < loop.rows ? begin + SHADE_BAND_ROWS : loop.rows;
+  for (int32_t row = begin; row < end; ++row) job.task(job.context, loop, row, edges);
+}
+
+}  // namespace
+
+void shadeRowsInBands(const PixelLoop& loop, ShadeRowTask task, const void* context) {
+  if (loop.rows <= 0) return;
+  const int32_t bands = (loop.rows + SHADE_BAND_ROWS - 1) / SHADE_BAND_ROWS;
+  int32_t threads = renderThreads();
+  if (threads > bands) threads = bands;
+  // Scratch of the calling thread, sized for the widest run so far.
+  static std::vector<int32_t> edgeRows;
+  static std::vector<const GlueTables*> tables;
+  const size_t stride = static_cast<size_t>(loop.columns) + 1;
+  if (edgeRows.size() < stride * threads) edgeRows.resize(stride * threads);
+  tables.resize(static_cast<size_t>(threads));
+  for (int32_t slot = 0; slot < threads; ++slot) tables[slot] = slotGlueTables(*loop.glueTables, slot);
+  ShadeJob job{&loop, task, context, edgeRows.data(), stride, tables.data()};
+  platformRunParts(shadeBand, &job, bands, threads);
 }
 
 void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ramp[256][4]) {
@@ -174,41 +236,81 @@ void shadeRowOf(const PixelLoop& loop, int32_t row, const int32_t* edges, const 
   }
 }
 
-// The same for a mode with a row form: tops and bases of the whole row
-// first, then the mode over the row, then the stores.
+// The same for a mode with a row form: tops and bases of a stretch of the
+// row first, then the mode over the stretch, then the stores. The modes
+// treat every pixel alone, so stretches give the bytes of the whole row,
+// and their scratch lives on the stack of whichever thread runs the row.
 template <typename Sample, int Target>
 void shadeRowByRow(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
+  constexpr int32_t STRETCH = 128;
   const int32_t maxValue = loop.maxValue;
   const bool flip = applyFlip && loop.flip;
-  const int32_t count = loop.columns;
-  static std::vector<int32_t> rowValues;
-  if (rowValues.size() < static_cast<size_t>(count) * 7) rowValues.resize(static_cast<size_t>(count) * 7);
-  int32_t* tops = rowValues.data();
-  int32_t* bases = tops + static_cast<size_t>(count) * 3;
-  int32_t* alphas = bases + static_cast<size_t>(count) * 3;
-  for (int32_t column = 0; column < count; ++column) {
-    int32_t e = edges[column];
-    readBase<Sample>(tile, column + TILE_MARGIN, row + TILE_MARGIN, loop.greyImage, bases + 3 * column,
-                     alphas + column);
-    if (flip) e = maxValue - e;
-    rampColour<Sample>(loop, e, tops + 3 * column);
-  }
-  loop.glueRow(tops, bases, count, *loop.glueTables);
   const RowCoverage coverage = Target == 1 ? rowCoverage(loop.session, row) : RowCoverage{nullptr, 0, -1};
-  for (int32_t column = 0; column < count; ++column) {
-    const int32_t* top = tops + 3 * column;
-    if (Target == 0)
-      storeFinal<Sample>(loop, row, column, top, alphas[column]);
-    else if (Target == 1)
-      storePreview<Sample>(loop, coverage, row, column, top, alphas[column]);
-    else
-      storeExport<Sample>(loop, row, column, top, alphas[column]);
+  int32_t tops[STRETCH * 3], bases[STRETCH * 3], alphas[STRETCH];
+  for (int32_t start = 0; start < loop.columns; start += STRETCH) {
+    const int32_t count = loop.columns - start < STRETCH ? loop.columns - start : STRETCH;
+    for (int32_t i = 0; i < count; ++i) {
+      int32_t e = edges[start + i];
+      readBase<Sample>(tile, start + i + TILE_MARGIN, row + TILE_MARGIN, loop.greyImage, bases + 3 * i, alphas + i);
+      if (flip) e = maxValue - e;
+      rampColour<Sample>(loop, e, tops + 3 * i);
+    }
+    loop.glueRow(tops, bases, count, *loop.glueTables);
+    for (int32_t i = 0; i < count; ++i) {
+      const int32_t* top = tops + 3 * i;
+      const int32_t column = start + i;
+      if (Target == 0)
+        storeFinal<Sample>(loop, row, column, top, alphas[i]);
+      else if (Target == 1)
+        storePreview<Sample>(loop, coverage, row, column, top, alphas[i]);
+      else
+        storeExport<Sample>(loop, row, column, top, alphas[i]);
+    }
   }
+}
+
+// The common final render, 8 bits and no glue: each pixel is its ramp
+// entry (its luma for grey), with the tile's alpha where the output keeps
+// transparency. Flip, grey and alpha are chosen once per row, so the loop
+// body is loads and stores only.
+template <bool Flip, bool Grey, bool Alpha>
+void storeRampRow8(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile) {
+  uint8_t* out = loop.out + row * loop.outRowStep;
+  const intptr_t step = loop.outColumnStep;
+  const uint8_t* alphaIn = pixelAddress(tile, TILE_MARGIN, row + TILE_MARGIN, 0) + 3;
+  const int32_t alphaIndex = loop.alphaIndex;
+  for (int32_t column = 0; column < loop.columns; ++column, out += step) {
+    const int32_t e = Flip ? 255 - edges[column] : edges[column];
+    const uint8_t* entry = loop.ramp[e];
+    if (Grey) {
+      out[0] = static_cast<uint8_t>((entry[0] * 77 + entry[1] * 150 + entry[2] * 28) >> 8);
+    } else {
+      out[0] = entry[0];
+      out[1] = entry[1];
+      out[2] = entry[2];
+    }
+    if (Alpha) out[alphaIndex] = alphaIn[4 * column];
+  }
+}
+
+template <bool Flip>
+void storeRampRow8For(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile) {
+  if (loop.greyImage)
+    loop.transparency ? storeRampRow8<Flip, true, true>(loop, row, edges, tile)
+                      : storeRampRow8<Flip, true, false>(loop, row, edges, tile);
+  else
+    loop.transparency ? storeRampRow8<Flip, false, true>(loop, row, edges, tile)
+                      : storeRampRow8<Flip, false, false>(loop, row, edges, tile);
 }
 
 template <typename Sample, int Target>
 void shadeRowFor(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip) {
-  if (loop.glueRow != nullptr)
+  if (sizeof(Sample) == 1 && Target == 0 && loop.glue == nullptr) {
+    if (applyFlip && loop.flip)
+      storeRampRow8For<true>(loop, row, edges, tile);
+    else
+      storeRampRow8For<false>(loop, row, edges, tile);
+  } else if (loop.glueRow != nullptr)
     shadeRowByRow<Sample, Target>(loop, row, edges, tile, applyFlip);
   else if (loop.glue != nullptr)
     shadeRowOf<Sample, Target, true>(loop, row, edges, tile, applyFlip);

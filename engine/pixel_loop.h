@@ -43,8 +43,24 @@ void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ram
 // applyFlip set, flip is applied here (the plane pass applies its own).
 void shadeRow(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool applyFlip);
 
-// A row of edge values long enough for `columns`; one buffer serves the run.
-int32_t* edgeRowBuffer(int32_t columns);
+// The rows of a style whose rows are independent, split into bands over
+// the render's threads: task(context, loop, row, edges) for every core row,
+// in any order and on any thread. It works out the row's edge values into
+// `edges` and passes them to shadeRow with the `loop` it is given, which
+// carries glue caches of the thread's own. The host is never called.
+using ShadeRowTask = void (*)(const void* context, const PixelLoop& loop, int32_t row, int32_t* edges);
+void shadeRowsInBands(const PixelLoop& loop, ShadeRowTask task, const void* context);
+
+// The same for a lambda or other callable taking (loop, row, edges).
+template <typename RowFunction>
+void shadeRowsInBands(const PixelLoop& loop, const RowFunction& rowFunction) {
+  shadeRowsInBands(
+      loop,
+      [](const void* context, const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
+        (*static_cast<const RowFunction*>(context))(bandLoop, row, edges);
+      },
+      &rowFunction);
+}
 
 // Limits a style's double result to 0..maxValue after truncation toward zero.
 inline int32_t edgeFromDouble(double v, int32_t maxValue) {

@@ -43,12 +43,13 @@ void renderStrokePlaneTile(FilterSession* session, PixelMap* tile) {
   PixelLoop loop;
   preparePixelLoop(&loop, session, ramp);
   const PixelMap* plane = &session->strokePlane;
-  int32_t* edges = edgeRowBuffer(loop.columns);
   if (pixelMapEmpty(plane)) {
     // Every read of an empty plane gives 0.
     const int32_t e = planeEdgeValue(0, loop.flip, loop.eightBit);
-    for (int32_t c = 0; c < loop.columns; ++c) edges[c] = e;
-    for (int32_t row = 0; row < loop.rows; ++row) shadeRow(loop, row, edges, tile, false);
+    shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
+      for (int32_t c = 0; c < loop.columns; ++c) edges[c] = e;
+      shadeRow(bandLoop, row, edges, tile, false);
+    });
     return;
   }
   // The plane's value to the edge value, for this tile's flip and depth.
@@ -66,7 +67,8 @@ void renderStrokePlaneTile(FilterSession* session, PixelMap* tile) {
     x = x < 0 ? 0 : (x > maxX ? maxX : x);
     return edgeOf[source[static_cast<intptr_t>(x) * step]];
   };
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  // The plane is only read here: its rows shade on any thread.
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     // Flip is part of the plane's own mapping and is not applied again.
     int32_t y = row + loop.tileTop;
     y = y < 0 ? 0 : (y > maxY ? maxY : y);
@@ -79,6 +81,6 @@ void renderStrokePlaneTile(FilterSession* session, PixelMap* tile) {
       for (int32_t c = first; c <= last; ++c, at += step) edges[c] = edgeOf[*at];
       for (int32_t c = last + 1; c < loop.columns; ++c) edges[c] = clamped(source, c);
     }
-    shadeRow(loop, row, edges, tile, false);
-  }
+    shadeRow(bandLoop, row, edges, tile, false);
+  });
 }

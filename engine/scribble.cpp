@@ -250,8 +250,7 @@ void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* 
       static_cast<double>(static_cast<float>(sessionParameters(session)->renderSmoothing)) * 30.0 / 26.0);
   const float k = static_cast<float>(context.weight / 40.0);
   const int32_t side = context.fieldSide;
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     for (int32_t c = 0; c < loop.columns; ++c) {
@@ -271,6 +270,6 @@ void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* 
       if (d < 0.0) d = -d;
       edges[c] = edgeFromDouble(k * d, loop.maxValue);
     }
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }

@@ -35,8 +35,7 @@ void renderTangled(FilterSession* session, const RenderContext& context, PixelMa
   const int32_t side = context.fieldSide;
   const double* GX = context.gradientX;
   const double* GY = context.gradientY;
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const size_t rowAt = static_cast<size_t>(row + 1) * side + 1;
     for (int32_t c = 0; c < loop.columns; ++c) {
       const size_t p = rowAt + c, right = p + 1, down = p + side;
@@ -114,6 +113,6 @@ void renderTangled(FilterSession* session, const RenderContext& context, PixelMa
       }
       edges[c] = e < 0 ? 0 : (e > loop.maxValue ? loop.maxValue : e);
     }
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }

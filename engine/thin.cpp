@@ -9,29 +9,38 @@
 #include <vector>
 
 #include "session/session.h"
+#include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "image/rect.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 namespace {
 
-// Magnitudes of the core's field samples and their one-sample ring, each
-// divided by `divisor` as it is formed. Row-major, (rows+2) x (columns+2),
-// element (i, j) belonging to field sample (i, j). Two samples at a time:
-// the same multiplications, sum, square root and division per sample. An
-// absent plane contributes 0.0 * 0.0, as it would one sample at a time; a
-// divisor of 1 leaves every quotient equal to its dividend and is skipped.
-const double* magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns, double divisor) {
-  static std::vector<double> plane;
-  const int32_t height = rows + 2, width = columns + 2, side = context.fieldSide;
-  plane.resize(static_cast<size_t>(height) * width);
+// One band of rows of the magnitude plane below.
+struct MagnitudeJob {
+  const RenderContext* context;
+  double* plane;
+  int32_t height, width;
+  double divisor;
+};
+
+constexpr int32_t MAGNITUDE_BAND_ROWS = 16;
+
+void magnitudeBand(void* jobContext, int32_t band) {
+  const MagnitudeJob& job = *static_cast<const MagnitudeJob*>(jobContext);
+  const int32_t width = job.width, side = job.context->fieldSide;
+  const double divisor = job.divisor;
   const __m128d zero = _mm_setzero_pd(), by = _mm_set1_pd(divisor);
   const bool divide = divisor != 1.0;
-  for (int32_t i = 0; i < height; ++i) {
+  const int32_t begin = band * MAGNITUDE_BAND_ROWS;
+  const int32_t end = begin + MAGNITUDE_BAND_ROWS < job.height ? begin + MAGNITUDE_BAND_ROWS : job.height;
+  const RenderContext& context = *job.context;
+  for (int32_t i = begin; i < end; ++i) {
     const double* gx = context.gradientX ? context.gradientX + static_cast<size_t>(i) * side : nullptr;
     const double* gy = context.gradientY ? context.gradientY + static_cast<size_t>(i) * side : nullptr;
-    double* m = plane.data() + static_cast<size_t>(i) * width;
+    double* m = job.plane + static_cast<size_t>(i) * width;
     int32_t j = 0;
     for (; j + 2 <= width; j += 2) {
       __m128d x = gx ? _mm_loadu_pd(gx + j) : zero, y = gy ? _mm_loadu_pd(gy + j) : zero;
@@ -44,6 +53,21 @@ const double* magnitudePlane(const RenderContext& context, int32_t rows, int32_t
       m[j] = divide ? v / divisor : v;
     }
   }
+}
+
+// Magnitudes of the core's field samples and their one-sample ring, each
+// divided by `divisor` as it is formed. Row-major, (rows+2) x (columns+2),
+// element (i, j) belonging to field sample (i, j). Two samples at a time:
+// the same multiplications, sum, square root and division per sample. An
+// absent plane contributes 0.0 * 0.0, as it would one sample at a time; a
+// divisor of 1 leaves every quotient equal to its dividend and is skipped.
+// The rows are independent and split into bands over the render's threads.
+const double* magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns, double divisor) {
+  static std::vector<double> plane;
+  const int32_t height = rows + 2, width = columns + 2;
+  plane.resize(static_cast<size_t>(height) * width);
+  MagnitudeJob job{&context, plane.data(), height, width, divisor};
+  platformRunParts(magnitudeBand, &job, (height + MAGNITUDE_BAND_ROWS - 1) / MAGNITUDE_BAND_ROWS, renderThreads());
   return plane.data();
 }
 
@@ -109,8 +133,7 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   const int32_t width = loop.columns + 2, side = context.fieldSide;
   const double* magnitudes = magnitudePlane(context, loop.rows, loop.columns, 1.0);
   const CrestLayout layout = crestLayout(width);
-  int32_t* edges = edgeRowBuffer(loop.columns);
-  for (int32_t row = 0; row < loop.rows; ++row) {
+  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
@@ -124,8 +147,8 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
       const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
       edges[c] = crest ? e : 0;
     }
-    shadeRow(loop, row, edges, tile, true);
-  }
+    shadeRow(bandLoop, row, edges, tile, true);
+  });
 }
 
 void renderThinSoft(FilterSession* session, const RenderContext& context, PixelMap* tile) {

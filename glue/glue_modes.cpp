@@ -226,74 +226,107 @@ void crossFade(int32_t top[3], const int32_t base[3], const GlueTables&) {
 }
 
 // ---------------------------------------------------------------------------
-// Jump tables, indexed by mode number; entry 0 and 1 leave the top alone.
+// Jump tables, indexed by mode number. Every mode once, for both tables:
+// CHANNEL for a mode that mixes each channel pair alone, WHOLE for one that
+// takes the pixel. Entry 0 and 1 leave the top alone.
+#define ML_GLUE_MODES(CHANNEL, WHOLE) \
+  WHOLE(glueKeepTop)            /* 0, not a mode */ \
+  WHOLE(glueKeepTop)            /* 1 normal */ \
+  WHOLE(proceduralPlus<D>)      /* 2 */ \
+  CHANNEL(proceduralMinus<D>)   /* 3 */ \
+  CHANNEL(difference<D>)        /* 4 */ \
+  CHANNEL(lighten<D>)           /* 5 */ \
+  CHANNEL(darken<D>)            /* 6 */ \
+  CHANNEL(add<D>)               /* 7 */ \
+  CHANNEL(subtract<D>)          /* 8 */ \
+  CHANNEL(multiply<D>)          /* 9 */ \
+  CHANNEL(screen<D>)            /* 10 */ \
+  CHANNEL(hardLight<D>)         /* 11 */ \
+  CHANNEL(overlay<D>)           /* 12 */ \
+  CHANNEL(superlay<D>)          /* 13 */ \
+  CHANNEL(exclusion<D>)         /* 14 */ \
+  WHOLE(glueColor<D>)           /* 15 */ \
+  WHOLE(glueLuminance<D>)       /* 16 */ \
+  CHANNEL(linearLight<D>)       /* 17 */ \
+  CHANNEL(pinLight<D>)          /* 18 */ \
+  CHANNEL(spinLight<D>)         /* 19 */ \
+  CHANNEL(vividA<D>)            /* 20 */ \
+  CHANNEL(vividB<D>)            /* 21 */ \
+  WHOLE(glueSaturation<D>)      /* 22 */ \
+  WHOLE(glueHue<D>)             /* 23 */ \
+  CHANNEL(similarity<D>)        /* 24 */ \
+  CHANNEL(cross<D>)             /* 25 */ \
+  CHANNEL(hardDiff<D>)          /* 26 */ \
+  CHANNEL(softLight<D>)         /* 27 */ \
+  WHOLE(bright<D>)              /* 28 */ \
+  WHOLE(dim<D>)                 /* 29 */ \
+  CHANNEL(dodge<D>)             /* 30 */ \
+  CHANNEL(burn<D>)              /* 31 */ \
+  CHANNEL(ace<D>)               /* 32 */ \
+  CHANNEL(king<D>)              /* 33 */ \
+  CHANNEL(queen<D>)             /* 34 */ \
+  CHANNEL(jack<D>)              /* 35 */ \
+  CHANNEL(bitAnd<D>)            /* 36 */ \
+  CHANNEL(bitOr<D>)             /* 37 */ \
+  CHANNEL(bitXor<D>)            /* 38 */ \
+  CHANNEL(multibright<D>)       /* 39 */ \
+  CHANNEL(hot<D>)               /* 40 */ \
+  CHANNEL(cold<D>)              /* 41 */ \
+  CHANNEL(wet<D>)               /* 42 */ \
+  CHANNEL(dry<D>)               /* 43 */ \
+  CHANNEL(up<D>)                /* 44 */ \
+  CHANNEL(down<D>)              /* 45 */ \
+  WHOLE(glueWax<D>)             /* 46 */ \
+  WHOLE(glueWane<D>)            /* 47 */ \
+  WHOLE(crossFade<D, false, 1>) /* 48 north */ \
+  WHOLE(crossFade<D, false, 2>) /* 49 south */ \
+  WHOLE(crossFade<D, true, 1>)  /* 50 east */ \
+  WHOLE(crossFade<D, true, 2>)  /* 51 west */ \
+  CHANNEL(hardMixMode<D>)       /* 52 */ \
+  WHOLE(glueFrontal<D>)         /* 53 */ \
+  WHOLE(glueParietal<D>)        /* 54 */ \
+  WHOLE(glueTemporal<D>)        /* 55 */ \
+  WHOLE(glueOccipital<D>)       /* 56 */ \
+  WHOLE(glueLimbic<D>)          /* 57 */ \
+  WHOLE(glueDextrous<D>)        /* 58 */ \
+  WHOLE(glueSinister<D>)        /* 59 */ \
+  WHOLE(glueAnterior<D>)        /* 60 */ \
+  WHOLE(gluePosterior<D>)       /* 61 */ \
+  CHANNEL(screendim<D>)         /* 62 */
 
 template <class D>
 const GlueFunction GLUE_TABLE[GLUE_MODE_COUNT + 1] = {
-    &glueKeepTop,                          // 0, not a mode
-    &glueKeepTop,                          // 1 normal
-    &proceduralPlus<D>,                    // 2
-    &byChannel<&proceduralMinus<D>>,       // 3
-    &byChannel<&difference<D>>,            // 4
-    &byChannel<&lighten<D>>,               // 5
-    &byChannel<&darken<D>>,                // 6
-    &byChannel<&add<D>>,                   // 7
-    &byChannel<&subtract<D>>,              // 8
-    &byChannel<&multiply<D>>,              // 9
-    &byChannel<&screen<D>>,                // 10
-    &byChannel<&hardLight<D>>,             // 11
-    &byChannel<&overlay<D>>,               // 12
-    &byChannel<&superlay<D>>,              // 13
-    &byChannel<&exclusion<D>>,             // 14
-    &glueColor<D>,                         // 15
-    &glueLuminance<D>,                     // 16
-    &byChannel<&linearLight<D>>,           // 17
-    &byChannel<&pinLight<D>>,              // 18
-    &byChannel<&spinLight<D>>,             // 19
-    &byChannel<&vividA<D>>,                // 20
-    &byChannel<&vividB<D>>,                // 21
-    &glueSaturation<D>,                    // 22
-    &glueHue<D>,                           // 23
-    &byChannel<&similarity<D>>,            // 24
-    &byChannel<&cross<D>>,                 // 25
-    &byChannel<&hardDiff<D>>,              // 26
-    &byChannel<&softLight<D>>,             // 27
-    &bright<D>,                            // 28
-    &dim<D>,                               // 29
-    &byChannel<&dodge<D>>,                 // 30
-    &byChannel<&burn<D>>,                  // 31
-    &byChannel<&ace<D>>,                   // 32
-    &byChannel<&king<D>>,                  // 33
-    &byChannel<&queen<D>>,                 // 34
-    &byChannel<&jack<D>>,                  // 35
-    &byChannel<&bitAnd<D>>,                // 36
-    &byChannel<&bitOr<D>>,                 // 37
-    &byChannel<&bitXor<D>>,                // 38
-    &byChannel<&multibright<D>>,           // 39
-    &byChannel<&hot<D>>,                   // 40
-    &byChannel<&cold<D>>,                  // 41
-    &byChannel<&wet<D>>,                   // 42
-    &byChannel<&dry<D>>,                   // 43
-    &byChannel<&up<D>>,                    // 44
-    &byChannel<&down<D>>,                  // 45
-    &glueWax<D>,                           // 46
-    &glueWane<D>,                          // 47
-    &crossFade<D, false, 1>,               // 48 north
-    &crossFade<D, false, 2>,               // 49 south
-    &crossFade<D, true, 1>,                // 50 east
-    &crossFade<D, true, 2>,                // 51 west
-    &byChannel<&hardMixMode<D>>,           // 52
-    &glueFrontal<D>,                       // 53
-    &glueParietal<D>,                      // 54
-    &glueTemporal<D>,                      // 55
-    &glueOccipital<D>,                     // 56
-    &glueLimbic<D>,                        // 57
-    &glueDextrous<D>,                      // 58
-    &glueSinister<D>,                      // 59
-    &glueAnterior<D>,                      // 60
-    &gluePosterior<D>,                     // 61
-    &byChannel<&screendim<D>>,             // 62
+#define ML_PIXEL_CHANNEL(...) &byChannel<&__VA_ARGS__>,
+#define ML_PIXEL_WHOLE(...) &__VA_ARGS__,
+    ML_GLUE_MODES(ML_PIXEL_CHANNEL, ML_PIXEL_WHOLE)
+#undef ML_PIXEL_CHANNEL
+#undef ML_PIXEL_WHOLE
 };
+
+// Row forms of the same modes: the mode is chosen once per row and runs
+// inline along it. A per-channel mode is one flat loop over the row's
+// samples, which the compiler vectorises where the mix allows; the
+// others call their pixel function directly, pixel after pixel.
+template <ChannelMix F>
+void channelRow(int32_t* tops, const int32_t* bases, int32_t count, const GlueTables&) {
+  const int32_t samples = 3 * count;
+  for (int32_t i = 0; i < samples; ++i) tops[i] = F(tops[i], bases[i]);
+}
+
+template <GlueFunction F>
+void pixelRow(int32_t* tops, const int32_t* bases, int32_t count, const GlueTables& tables) {
+  for (int32_t i = 0; i < count; ++i) F(tops + 3 * i, bases + 3 * i, tables);
+}
+
+template <class D>
+const GlueRowFunction GLUE_ROW_TABLE[GLUE_MODE_COUNT + 1] = {
+#define ML_ROW_CHANNEL(...) &channelRow<&__VA_ARGS__>,
+#define ML_ROW_WHOLE(...) &pixelRow<&__VA_ARGS__>,
+    ML_GLUE_MODES(ML_ROW_CHANNEL, ML_ROW_WHOLE)
+#undef ML_ROW_CHANNEL
+#undef ML_ROW_WHOLE
+};
+#undef ML_GLUE_MODES
 
 }  // namespace
 }  // namespace glue
@@ -303,6 +336,11 @@ void glueKeepTop(int32_t*, const int32_t*, const GlueTables&) {}
 GlueFunction glueFunction(int mode, int depth) {
   if (mode < 2 || mode > GLUE_MODE_COUNT) return &glueKeepTop;
   return depth == 16 ? glue::GLUE_TABLE<glue::Scale16>[mode] : glue::GLUE_TABLE<glue::Scale8>[mode];
+}
+
+GlueRowFunction gluePixelRowFunction(int mode, int depth) {
+  if (mode < 2 || mode > GLUE_MODE_COUNT) return nullptr;
+  return depth == 16 ? glue::GLUE_ROW_TABLE<glue::Scale16>[mode] : glue::GLUE_ROW_TABLE<glue::Scale8>[mode];
 }
 
 void applyGlue(int mode, int32_t top[3], const int32_t base[3], int depth,

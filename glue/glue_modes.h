@@ -171,12 +171,14 @@ using GlueFunction = void (*)(int32_t top[3], const int32_t base[3],
 // Never null; mode 1 and unknown modes give glueKeepTop.
 GlueFunction glueFunction(int mode, int depth);
 
-// A whole row at once, for the modes that gain from it (several pixels'
-// conversions side by side): `count` pixels, three values each, tops
-// replaced in place. Each pixel's result is exactly what glueFunction gives.
-// Null for the modes that have no row form; the loop then goes pixel by
-// pixel.
+// A whole row at once: `count` pixels, three values each, tops replaced in
+// place. Each pixel's result is exactly what glueFunction gives. The modes
+// that gain from it convert several pixels side by side; the others run
+// their own pixel code along the row. Null for mode 1 and any number
+// outside 2..62.
 using GlueRowFunction = void (*)(int32_t* tops, const int32_t* bases, int32_t count, const GlueTables& tables);
 GlueRowFunction glueRowFunction(int mode, int depth);
+// The second kind alone, for every mode 2..62: the pixel code along the row.
+GlueRowFunction gluePixelRowFunction(int mode, int depth);
 // The function that leaves the top colour alone ("normal").
 void glueKeepTop(int32_t top[3], const int32_t base[3], const GlueTables& tables);

@@ -610,5 +610,7 @@ GlueRowFunction rowFunctionOf(int mode) {
 }  // namespace glue
 
 GlueRowFunction glueRowFunction(int mode, int depth) {
-  return depth == 16 ? glue::rowFunctionOf<glue::Scale16>(mode) : glue::rowFunctionOf<glue::Scale8>(mode);
+  const GlueRowFunction sideBySide =
+      depth == 16 ? glue::rowFunctionOf<glue::Scale16>(mode) : glue::rowFunctionOf<glue::Scale8>(mode);
+  return sideBySide ? sideBySide : gluePixelRowFunction(mode, depth);
 }

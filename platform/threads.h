@@ -15,6 +15,11 @@ int32_t platformCoreCount();
 using WorkerTask = void (*)(void* context, int32_t part);
 void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t threads);
 
+// Which of a job's threads is running: 0 on the thread that called
+// platformRunParts, 1 .. threads-1 on the workers. Lets a part pick scratch
+// of its own thread without a lock.
+int32_t platformWorkerSlot();
+
 // Joins the workers; harmless when there are none.
 void platformStopWorkers();
 

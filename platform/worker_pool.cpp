@@ -19,6 +19,10 @@ namespace {
 
 constexpr int32_t SPIN_ROUNDS = 4000;  // a few tens of microseconds of pauses
 
+// Set once when a worker starts; a trivial value, so nothing has to run
+// when a thread ends.
+thread_local int32_t workerSlot = 0;
+
 struct Pool {
   std::mutex lock;
   std::condition_variable wake, finished;
@@ -67,6 +71,7 @@ void spinUntil(Done done) {
 // A worker starts from the generation before the job it is made for, so it
 // never mistakes an earlier job for a new one.
 void workerLoop(Pool* p, int32_t index, uint64_t seen) {
+  workerSlot = index + 1;
   for (;;) {
     auto ready = [&] { return p->stopping.load() || p->generation.load() != seen; };
     spinUntil(ready);
@@ -135,6 +140,8 @@ void platformStopWorkers() {
   for (auto& t : leaving) t.join();
   p.stopping.store(false);
 }
+
+int32_t platformWorkerSlot() { return workerSlot; }
 
 int32_t platformLiveWorkers() {
   Pool& p = pool();

@@ -61,7 +61,21 @@ void readHostRow(PixelMap* map, int32_t row, FilterSession* session, int32_t col
   if (isEightBitImage(record)) {
     const uint8_t* s = static_cast<const uint8_t*>(record->inData) + static_cast<intptr_t>(row) * record->inRowBytes;
     uint32_t* d = reinterpret_cast<uint32_t*>(pixelAddress(map, columnOffset, y, 0));
-    for (int32_t i = 0; i < count; ++i, s += step) {
+    int32_t i = 0;
+    // Colour pixels of three or more planes: one four-byte read per pixel
+    // takes red, green and blue (and the alpha when it is the fourth
+    // plane). The row's last pixel goes byte by byte, so no read passes the
+    // end of the host's row.
+    if (colour && step >= 3 && (!alpha || alphaIndex == 3) && count > 0) {
+      const uint32_t opaque = alpha ? 0u : 0xff000000u;
+      const uint32_t keep = alpha ? 0xffffffffu : 0x00ffffffu;
+      for (; i < count - 1; ++i, s += step) {
+        uint32_t v;
+        std::memcpy(&v, s, 4);
+        d[i] = (v & keep) | opaque;
+      }
+    }
+    for (; i < count; ++i, s += step) {
       uint32_t r = s[0], g = colour ? s[1] : s[0], b = colour ? s[2] : s[0];
       uint32_t a = alpha ? s[alphaIndex] : 255;
       d[i] = (a << 24) | (b << 16) | (g << 8) | r;
@@ -86,8 +100,13 @@ void readTile(FilterSession* session, PixelMap* map, const Rect& padded) {
   int32_t rowOffset = source.top - padded.top;
   int32_t rows = rectHeight(source);
   int32_t columns = rectWidth(source);
+  if (rows <= 0 || columns <= 0) {
+    // Nothing of the picture in reach: a tile kept from the one before
+    // must not show through.
+    std::memset(map->pixels, 0, static_cast<size_t>(map->baseWidth) * map->baseHeight * map->bytesPerPixel);
+    return;
+  }
   for (int32_t row = 0; row < rows; ++row) readHostRow(map, row, session, columnOffset, rowOffset);
-  if (rows <= 0 || columns <= 0) return;
 
   // Margins repeat the border pixels: top and bottom across the columns of
   // the source, then left and right down the whole tile, which fills the
@@ -188,7 +207,11 @@ void walkTiles(FilterSession* session, int32_t rows, int32_t cols, int32_t total
       int32_t top = clip.top + r * TILE_SIZE, left = clip.left + c * TILE_SIZE;
       Rect core = makeRect(top, left, top + TILE_SIZE, left + TILE_SIZE);
       Rect padded = growRect(core, TILE_MARGIN);
-      if (!pixelMapCreate(&tile, rectWidth(padded), rectHeight(padded), format, 0)) {
+      // Every tile has the same size: one block serves the whole walk, and
+      // readTile writes all of it each time.
+      const bool fits = !pixelMapEmpty(&tile) && tile.baseWidth == rectWidth(padded) &&
+                        tile.baseHeight == rectHeight(padded) && tile.format == format;
+      if (!fits && !pixelMapCreate(&tile, rectWidth(padded), rectHeight(padded), format, 0)) {
         // Nothing must render from an empty tile: the run stops here.
         setResult(session, RESULT_MEM_FULL);
         return;
@@ -207,9 +230,9 @@ void walkTiles(FilterSession* session, int32_t rows, int32_t cols, int32_t total
       else
         renderTile(session, &tile);
       reportProgress(session, countBase + r * cols + c + 1, total, 1);
-      pixelMapFree(&tile);
     }
   }
+  pixelMapFree(&tile);
 }
 
 }  // namespace

@@ -105,6 +105,31 @@ TEST(FieldWidths, EveryWidthGivesTheDirectSums) {
   forceSimdLevel(widestSimdLevel());
 }
 
+// "blurry"'s edge values at every width: slopes near the limits, both
+// planes or one, a negative weight; row lengths that leave tails.
+TEST(FieldWidths, SlopeEdgesEqualTheScalarValues) {
+  uint32_t state = 5;
+  std::vector<double> gx(37), gy(37);
+  for (size_t i = 0; i < gx.size(); ++i) {
+    gx[i] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0371;
+    gy[i] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0113;
+  }
+  gx[3] = 0.0, gy[3] = -0.0;
+  for (double k : {1.0, 0.37, 64.0, -2.0})
+    for (int32_t maxValue : {255, 32768})
+      for (int32_t planes = 1; planes <= 3; ++planes)
+        for (int32_t count : {1, 8, 37}) {
+          const double* x = planes & 1 ? gx.data() : nullptr;
+          const double* y = planes & 2 ? gy.data() : nullptr;
+          std::vector<int32_t> expected(count), got(count);
+          fieldKernelsFor(SIMD_SCALAR).slopeEdges(x, y, k, maxValue, count, expected.data());
+          for (SimdLevel level : levelsHere()) {
+            fieldKernelsFor(level).slopeEdges(x, y, k, maxValue, count, got.data());
+            EXPECT_EQ(got, expected) << simdLevelName(level) << " k " << k << " planes " << planes;
+          }
+        }
+}
+
 TEST(FieldWidths, ForcedLevelsNeverExceedTheCpu) {
   const SimdLevel widest = widestSimdLevel();
   EXPECT_GE(widest, SIMD_SSE2);  // every x86-64 CPU has SSE2
@@ -188,6 +213,33 @@ TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
   forceSimdLevel(widestSimdLevel());
   forceRenderThreads(platformCoreCount());
   EXPECT_EQ(platformLiveWorkers(), 0);  // each run took its workers down
+}
+
+// Pictures tall enough for several bands of rows per tile, and wider than
+// one tile: the style rows, the plane pass and every kind of glue (plain,
+// per-pixel, row form, the modes that keep caches) split over threads must
+// give the one-thread bytes.
+TEST(RenderThreads, BandsOfRowsGiveTheOneThreadBytes) {
+  struct Kind {
+    int32_t colourPlanes;
+    bool alpha;
+    int32_t depth;
+  };
+  const Kind kinds[] = {{3, true, 8}, {1, false, 16}};
+  for (const Kind& kind : kinds) {
+    HostImage image = picture(300, 45, kind.colourPlanes, kind.alpha, kind.depth);
+    for (int32_t style = 1; style <= 13; ++style)
+      for (int32_t glue : {1, 3, 15, 46, 53, 54}) {
+        forceRenderThreads(1);
+        const std::vector<uint8_t> expected = renderBytes(image, nullptr, style, glue);
+        for (int32_t threads : {2, 3, 7}) {
+          forceRenderThreads(threads);
+          EXPECT_EQ(renderBytes(image, nullptr, style, glue), expected)
+              << "threads " << threads << " style " << style << " glue " << glue << " depth " << kind.depth;
+        }
+      }
+  }
+  forceRenderThreads(platformCoreCount());
 }
 
 // A cancel between tiles of a threaded run: the host's abort answers yes
