@@ -152,10 +152,11 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
       static_cast<const uint8_t*>(pictureSamples(picture)) + size_t(y) * rowBytes + size_t(x) * pixelBytes;
   gegl_buffer_set(shadow, GEGL_RECTANGLE(x, y, width, height), 0, layout.format, first, gint(rowBytes));
   g_object_unref(shadow);
+  timer.step("write");
   gimp_progress_update(1.0);
   gimp_drawable_merge_shadow(drawable, TRUE);
   gimp_drawable_update(drawable, x, y, width, height);
-  timer.step("write and merge");
+  timer.step("merge");
   return true;
 }
 
