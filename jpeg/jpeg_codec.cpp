@@ -146,9 +146,11 @@ boolean sourceFill(j_decompress_ptr info) {
 void sourceSkip(j_decompress_ptr info, long count) {
   if (count <= 0) return;
   jpeg_source_mgr* src = info->src;
-  while (count > static_cast<long>(src->bytes_in_buffer)) {
-    count -= static_cast<long>(src->bytes_in_buffer);
+  // A marker that claims more than is left: the stream is over, and the
+  // decoder meets the end marker next (once, not two bytes at a time).
+  if (count > static_cast<long>(src->bytes_in_buffer)) {
     sourceFill(info);
+    return;
   }
   src->next_input_byte += count;
   src->bytes_in_buffer -= static_cast<size_t>(count);

@@ -585,6 +585,11 @@ TEST(JpegDecode, CorruptStreamsFailAndLeaveTheRasterAlone) {
   bad.push_back(Bytes(100, 0xAB));                           // not a JPEG
   bad.push_back(Bytes(good.begin(), good.begin() + 60));     // cut inside the headers
   bad.push_back(Bytes{0xFF, 0xD8, 0xFF, 0xD9});               // an empty image
+  bad.push_back(Bytes{0xFF, 0xD8, 0xFF, 0xE1, 0xFF, 0xFF, 1, 2, 3});  // a marker longer than the stream
+  Bytes longComment = good;  // the same in front of a whole image
+  const uint8_t comment[] = {0xFF, 0xFE, 0xF0, 0x00};
+  longComment.insert(longComment.begin() + 2, std::begin(comment), std::end(comment));
+  bad.push_back(longComment);
   Bytes noWidth = good;                                       // a frame of width 0
   for (size_t i = 2; i + 9 < noWidth.size(); ++i)
     if (noWidth[i] == 0xFF && noWidth[i + 1] == 0xC0) {
