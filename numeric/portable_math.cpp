@@ -518,6 +518,11 @@ double arcTangent2(double y, double x) {
   return signBit(y) ? -result : result;
 }
 
+const ArcTangentConstants& arcTangentConstants() {
+  static const ArcTangentConstants constants = {ATAN_TABLE, PI_HI, PI_LO, PIO2_HI, PIO2_LO};
+  return constants;
+}
+
 double floorOf(double x) {
   uint64_t bits = bitsOf(x);
   int e = static_cast<int>((bits >> 52) & 0x7ff) - 1023;

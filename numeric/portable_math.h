@@ -63,6 +63,15 @@ double arcTangent(double x);
 // atan2(±inf, finite) = ±pi/2, atan2(±y, +inf) = ±0, atan2(±y, -inf) = ±pi.
 double arcTangent2(double y, double x);
 
+// The pieces of arcTangent2 that its vector forms share, so that they give
+// its bits: atan(j/32) as hi + lo for j = 0..32, and pi and pi/2 as hi + lo.
+struct ArcTangentConstants {
+  const double (*steps)[2];
+  double piHi, piLo;
+  double halfPiHi, halfPiLo;
+};
+const ArcTangentConstants& arcTangentConstants();
+
 // Largest integer not above x, exact. floor(-0) = -0, ±inf and NaN come
 // back unchanged (NaN quieted).
 double floorOf(double x);
