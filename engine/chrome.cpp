@@ -3,13 +3,13 @@
 // reflects a bright band by its tilt. The ring is built once per tile; the
 // pixel loop only looks it up.
 #include "session/session.h"
+#include "engine/chrome_rows.h"
+#include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
 
 namespace {
-
-constexpr double CHROME_PI = 3.141592653;
 
 double chromeCurve(int32_t curve, double a, double w, double k) {
   auto abs = [](double v) { return v < 0.0 ? -v : v; };
@@ -70,40 +70,65 @@ int32_t chromeShade(const uint8_t table[361], int32_t index, bool eightBit) {
   return table[j] * (128 - f) + table[j2] * f;
 }
 
+namespace {
+
+// The ring place of a direction, in fixed point with s = 1 or 128.
+int32_t chromePlace(double theta, double s) { return truncateSaturating(theta / CHROME_PI * 180.0 * s + s * 180.0); }
+
+}  // namespace
+
+int32_t chromeIndicesScalar(const double* gx, const double* gy, int32_t side, bool removeNoise, double s,
+                            int32_t columns, int32_t* indices) {
+  for (int32_t c = 0; c < columns; ++c) {
+    double theta;
+    if (removeNoise) {
+      // The factor is 0.125 for nine samples; it leaves the direction alone.
+      double sx = 0.0, sy = 0.0;
+      for (int32_t dr = -1; dr <= 1; ++dr)
+        for (int32_t dc = -1; dc <= 1; ++dc) {
+          sx += gx[c + dr * side + dc];
+          sy += gy[c + dr * side + dc];
+        }
+      theta = numeric::arcTangent2(sy * 0.125, sx * 0.125);
+    } else {
+      theta = numeric::arcTangent2(gy[c], gx[c]);
+    }
+    indices[c] = chromePlace(theta, s);
+  }
+  return columns;
+}
+
+ChromeIndicesFunction chromeIndicesFor(SimdLevel level) {
+  switch (fieldKernelsFor(level).level) {
+    case SIMD_AVX512: return chromeIndicesAvx512;
+    case SIMD_AVX2: return chromeIndicesAvx2;
+    case SIMD_SSE2: return chromeIndicesSse2;
+    default: return chromeIndicesScalar;
+  }
+}
+
 void renderChrome(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   PixelLoop loop;
   preparePixelLoop(&loop, session, context.rampTable);
   const double s = loop.eightBit ? 1.0 : 128.0;
   const bool removeNoise = sessionParameters(session)->renderRemoveNoise != 0;
   const int32_t side = context.fieldSide;
+  const ChromeIndicesFunction indicesOfRow = chromeIndicesFor(activeFieldKernels().level);
   shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* gx = fieldRow(context.gradientX, side, row);
     const double* gy = fieldRow(context.gradientY, side, row);
-    for (int32_t c = 0; c < loop.columns; ++c) {
-      double theta;
-      if (gx && gy) {
-        if (removeNoise) {
-          // The factor is 0.125 for nine samples; it leaves the direction alone.
-          double sx = 0.0, sy = 0.0;
-          for (int32_t dr = -1; dr <= 1; ++dr)
-            for (int32_t dc = -1; dc <= 1; ++dc) {
-              sx += gx[c + dr * side + dc];
-              sy += gy[c + dr * side + dc];
-            }
-          theta = numeric::arcTangent2(sy * 0.125, sx * 0.125);
-        } else {
-          theta = numeric::arcTangent2(gy[c], gx[c]);
-        }
-      } else if (gy) {
-        theta = numeric::arcTangent(gy[c] / s);
-      } else if (gx) {
-        theta = numeric::arcTangent(gx[c] / s);
-      } else {
-        theta = 0.0;  // no plane: a flat field's direction
-      }
-      int32_t index = truncateSaturating(theta / CHROME_PI * 180.0 * s + s * 180.0);
-      edges[c] = chromeShade(context.chromeTable, index, loop.eightBit);
+    if (gx && gy) {
+      // The whole vectors, then the columns past them one at a time.
+      const int32_t c = indicesOfRow(gx, gy, side, removeNoise, s, loop.columns, edges);
+      chromeIndicesScalar(gx + c, gy + c, side, removeNoise, s, loop.columns - c, edges + c);
+    } else {
+      // One plane alone (its slope against a unit step), or none: a flat
+      // field's direction.
+      const double* plane = gy ? gy : gx;
+      for (int32_t c = 0; c < loop.columns; ++c)
+        edges[c] = chromePlace(plane ? numeric::arcTangent(plane[c] / s) : 0.0, s);
     }
+    for (int32_t c = 0; c < loop.columns; ++c) edges[c] = chromeShade(context.chromeTable, edges[c], loop.eightBit);
     shadeRow(bandLoop, row, edges, tile, true);
   });
 }

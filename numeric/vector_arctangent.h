@@ -81,34 +81,24 @@ typename L::V arcTangent2Lanes(typename L::V y, typename L::V x, const numeric::
   const M elsewhere = L::either(rare, L::either(zeroX, zeroY));
   const V n = L::select(elsewhere, num, one), d = L::select(elsewhere, den, one);
 
-  // atan(n / d) as hi + lo, 0 < n <= d.
+  // atan(n / d) as hi + lo, 0 < n <= d. The ratio's nearest step c = j/32
+  // and t = (n - c*d) / (d + c*n) give atan(c) + atan(t) from the table;
+  // below j = 2 the series takes u itself, with the quotient's error
+  // (n - u*d) / d. Both sides share one product, one division and one
+  // series, each lane with its own operands.
   const V u = L::div(n, d);
   const V scaled = L::add(L::mul(u, L::splat(32.0)), L::splat(0.5));
   const M nearZero = L::less(scaled, L::splat(2.0));  // j < 2
+  const typename L::I j = L::truncate(scaled);
+  const V c = L::mul(L::toDouble(j), L::splat(1.0 / 32));
+  const PairOf<L> product = twoProductOf<L>(L::select(nearZero, c, u), d);
+  const V remainder = L::sub(L::sub(n, product.hi), product.lo);  // n - product.hi is exact
+  const V q = L::div(remainder, L::select(nearZero, L::add(d, L::mul(c, n)), d));
+  const V tail = arcTangentTailOf<L>(L::select(nearZero, q, u));
   PairOf<L> a;
-  const uint32_t nearBits = L::laneBits(nearZero);
-  const uint32_t allLanes = (1u << L::width) - 1;
-  if (nearBits != allLanes) {
-    const typename L::I j = L::truncate(scaled);
-    const V c = L::mul(L::toDouble(j), L::splat(1.0 / 32));
-    const PairOf<L> cd = twoProductOf<L>(c, d);
-    const V numerator = L::sub(L::sub(n, cd.hi), cd.lo);
-    const V denominator = L::add(d, L::mul(c, n));
-    const V t = L::div(numerator, denominator);
-    L::lookUpPairs(k.steps, j, &a.hi, &a.lo);
-    a.lo = L::add(a.lo, L::add(t, arcTangentTailOf<L>(t)));
-  }
-  if (nearBits != 0) {
-    const PairOf<L> back = twoProductOf<L>(u, d);
-    const V correction = L::div(L::sub(L::sub(n, back.hi), back.lo), d);
-    const V lo = L::add(L::mul(correction, L::sub(one, L::mul(u, u))), arcTangentTailOf<L>(u));
-    if (nearBits == allLanes) {
-      a.hi = u, a.lo = lo;
-    } else {
-      a.hi = L::select(nearZero, a.hi, u);
-      a.lo = L::select(nearZero, a.lo, lo);
-    }
-  }
+  L::lookUpPairs(k.steps, j, &a.hi, &a.lo);
+  a.lo = L::select(nearZero, L::add(a.lo, L::add(q, tail)), L::add(L::mul(q, L::sub(one, L::mul(u, u))), tail));
+  a.hi = L::select(nearZero, a.hi, u);
 
   // The four mirrorings: atan(n/d) itself; pi - a; pi/2 - a; pi/2 + a.
   const V plain = L::add(a.hi, a.lo);
