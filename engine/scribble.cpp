@@ -1,8 +1,6 @@
 // "scribble" draws contour lines of the slope's direction into the stroke
 // plane: each cell of four field samples follows the one level just above
-// its lowest corner, so edges turn into loops and hatching. "halo" compares
-// the scaled slope with the picture's own brightness, so the edge value dips
-// to 0 along lines on either side of strong edges.
+// its lowest corner, so edges turn into loops and hatching.
 #include <emmintrin.h>
 
 #include <cstdint>
@@ -239,37 +237,4 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
                   values[cell.column]);
     }
   }
-}
-
-void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* tile) {
-  PixelLoop loop;
-  preparePixelLoop(&loop, session, context.rampTable);
-  // The smoothing before the dispatcher's lower limit, and the weight, as
-  // single-precision factors.
-  const float g = static_cast<float>(
-      static_cast<double>(static_cast<float>(sessionParameters(session)->renderSmoothing)) * 30.0 / 26.0);
-  const float k = static_cast<float>(context.weight / 40.0);
-  const int32_t side = context.fieldSide;
-  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
-    const double* gx = fieldRow(context.gradientX, side, row);
-    const double* gy = fieldRow(context.gradientY, side, row);
-    for (int32_t c = 0; c < loop.columns; ++c) {
-      int32_t red, green, blue;
-      if (loop.eightBit) {
-        const uint8_t* px = pixelAddress(tile, c + TILE_MARGIN, row + TILE_MARGIN, 0);
-        red = px[0], green = px[1], blue = px[2];
-      } else {
-        const uint16_t* px = reinterpret_cast<const uint16_t*>(pixelAddress(tile, c + TILE_MARGIN, row + TILE_MARGIN, 0));
-        red = px[0], green = px[1], blue = px[2];
-      }
-      float y = loop.greyImage ? static_cast<float>(red)
-                               : static_cast<float>(static_cast<double>(299 * red + 587 * green + 114 * blue) * 0.001);
-      double x = gx ? gx[c] : 0.0, v = gy ? gy[c] : 0.0;
-      double mag = numeric::squareRoot(x * x + v * v);
-      double d = mag * g - y;
-      if (d < 0.0) d = -d;
-      edges[c] = edgeFromDouble(k * d, loop.maxValue);
-    }
-    shadeRow(bandLoop, row, edges, tile, true);
-  });
 }

@@ -19,7 +19,7 @@ namespace {
 struct LanesAvx2 {
   using V = __m256d;
   using M = __m256d;  // all ones in a lane where a test holds
-  using I = __m128i;  // four 32-bit indices
+  using I = __m128i;  // four 32-bit integers
   static constexpr int32_t width = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
@@ -43,6 +43,10 @@ struct LanesAvx2 {
   static V select(M m, V ifFalse, V ifTrue) { return _mm256_blendv_pd(ifFalse, ifTrue, m); }
   static I truncate(V a) { return _mm256_cvttpd_epi32(a); }
   static V toDouble(I i) { return _mm256_cvtepi32_pd(i); }
+  static I loadIntegers(const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
+  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
+  // Rounded to single precision and widened back, as a float in between.
+  static V throughSingle(V a) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(a)); }
   static void lookUpPairs(const double (*table)[2], I index, V* first, V* second) {
     const __m128i pairs = _mm_slli_epi32(index, 1);
     *first = _mm256_i32gather_pd(&table[0][0], pairs, 8);

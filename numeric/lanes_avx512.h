@@ -19,7 +19,7 @@ namespace {
 struct LanesAvx512 {
   using V = __m512d;
   using M = __mmask8;
-  using I = __m256i;  // eight 32-bit indices
+  using I = __m256i;  // eight 32-bit integers
   static constexpr int32_t width = 8;
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static void store(double* p, V v) { _mm512_storeu_pd(p, v); }
@@ -51,6 +51,10 @@ struct LanesAvx512 {
   static V select(M m, V ifFalse, V ifTrue) { return _mm512_mask_blend_pd(m, ifFalse, ifTrue); }
   static I truncate(V a) { return _mm512_cvttpd_epi32(a); }
   static V toDouble(I i) { return _mm512_cvtepi32_pd(i); }
+  static I loadIntegers(const int32_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+  static V sqrt(V a) { return _mm512_sqrt_pd(a); }
+  // Rounded to single precision and widened back, as a float in between.
+  static V throughSingle(V a) { return _mm512_cvtps_pd(_mm512_cvtpd_ps(a)); }
   static void lookUpPairs(const double (*table)[2], I index, V* first, V* second) {
     const __m256i pairs = _mm256_slli_epi32(index, 1);
     *first = _mm512_i32gather_pd(pairs, &table[0][0], 8);

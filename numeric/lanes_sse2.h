@@ -13,7 +13,7 @@ namespace {
 struct LanesSse2 {
   using V = __m128d;
   using M = __m128d;  // all ones in a lane where a test holds
-  using I = __m128i;  // 32-bit indices in the low lanes
+  using I = __m128i;  // 32-bit integers in the low lanes
   static constexpr int32_t width = 2;
   static V load(const double* p) { return _mm_loadu_pd(p); }
   static void store(double* p, V v) { _mm_storeu_pd(p, v); }
@@ -37,6 +37,10 @@ struct LanesSse2 {
   static V select(M m, V ifFalse, V ifTrue) { return _mm_or_pd(_mm_and_pd(m, ifTrue), _mm_andnot_pd(m, ifFalse)); }
   static I truncate(V a) { return _mm_cvttpd_epi32(a); }
   static V toDouble(I i) { return _mm_cvtepi32_pd(i); }
+  static I loadIntegers(const int32_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); }
+  static V sqrt(V a) { return _mm_sqrt_pd(a); }
+  // Rounded to single precision and widened back, as a float in between.
+  static V throughSingle(V a) { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); }
   static void lookUpPairs(const double (*table)[2], I index, V* first, V* second) {
     const int32_t j0 = _mm_cvtsi128_si32(index), j1 = _mm_cvtsi128_si32(_mm_srli_si128(index, 4));
     *first = _mm_set_pd(table[j1][0], table[j0][0]);

@@ -1,8 +1,10 @@
-// "chrome"'s direction rows at every vector width against the one-at-a-time
-// row: odd row lengths, with and without the 3x3 noise removal, at both
-// fixed-point scales, on slopes that take every branch of the arc tangent
-// (zeros of both signs, ties, steep and flat ratios, and the rare values
-// the vectors hand back to the scalar).
+// The "chrome" and "halo" rows at every vector width against the
+// one-at-a-time rows. chrome: odd row lengths, with and without the 3x3
+// noise removal, at both fixed-point scales, on slopes that take every
+// branch of the arc tangent (zeros of both signs, ties, steep and flat
+// ratios, and the rare values the vectors hand back to the scalar). halo:
+// both depths' limits, grey and colour brightness, weights that push values
+// past either limit, and the sums read from the edge row itself.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "engine/chrome_rows.h"
+#include "engine/halo_rows.h"
 #include "engine/field_kernels.h"
 
 namespace {
@@ -69,6 +72,40 @@ TEST(ChromeWidths, IndexRowsEqualTheScalarRow) {
             ASSERT_EQ(got, expected) << simdLevelName(static_cast<SimdLevel>(level)) << " columns " << columns
                                      << " removeNoise " << removeNoise << " s " << s << " row " << row;
           }
+  }
+}
+
+TEST(HaloWidths, EdgeRowsEqualTheScalarRow) {
+  const int32_t columns = 1031;
+  const std::vector<double> gx = slopePlane(columns, 5), gy = slopePlane(columns, 17);
+  const HaloEdgesFunction scalar = haloEdgesFor(SIMD_SCALAR);
+  for (int32_t level = SIMD_SSE2; level <= widestSimdLevel(); ++level) {
+    uint32_t state = 23;  // the same cases at every width
+    const HaloEdgesFunction vector = haloEdgesFor(static_cast<SimdLevel>(level));
+    ASSERT_NE(vector, scalar);
+    for (int32_t maxValue : {255, 32768})
+      for (bool grey : {false, true})
+        for (float g : {1.0f, 23.07692337f, 0.3f})
+          for (float k : {0.025f, 1.0f, 37.5f, -2.0f})
+            for (int32_t count : {1, 7, 33, 257, 1031}) {
+              // Brightness sums as the renderer makes them: a sample, or
+              // 1000 times a sample at most; some rows of the slope planes
+              // are read, so that values repeat across the cases.
+              std::vector<int32_t> brightness(count);
+              for (int32_t& b : brightness) b = static_cast<int32_t>(nextRandom(&state) % (grey ? maxValue + 1 : maxValue * 1000 + 1));
+              const size_t row = static_cast<size_t>(nextRandom(&state) % columns) * columns;
+              std::vector<int32_t> expected(count), got = brightness;
+              scalar(gx.data() + row, gy.data() + row, brightness.data(), grey, g, k, maxValue, count, expected.data());
+              // In place, as the renderer calls it, with the tail left to the
+              // scalar row.
+              const int32_t done =
+                  vector(gx.data() + row, gy.data() + row, got.data(), grey, g, k, maxValue, count, got.data());
+              ASSERT_GT(done, count - 8);
+              scalar(gx.data() + row + done, gy.data() + row + done, got.data() + done, grey, g, k, maxValue,
+                     count - done, got.data() + done);
+              ASSERT_EQ(got, expected) << simdLevelName(static_cast<SimdLevel>(level)) << " max " << maxValue
+                                       << " grey " << grey << " g " << g << " k " << k << " count " << count;
+            }
   }
 }
 

@@ -1,0 +1,8 @@
+// "halo"'s edge rows, built for the sse2 target alone.
+#include "numeric/lanes_sse2.h"
+#include "engine/halo_lanes.h"
+
+int32_t haloEdgesSse2(const double* gx, const double* gy, const int32_t* brightness, bool grey, float g, float k,
+                      int32_t maxValue, int32_t columns, int32_t* edges) {
+  return haloEdgesWith<LanesSse2>(gx, gy, brightness, grey, g, k, maxValue, columns, edges);
+}
