@@ -4,8 +4,8 @@
 // pixel loop only looks it up.
 #include "session/session.h"
 #include "engine/chrome_rows.h"
-#include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
+#include "engine/width_choice.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
 
@@ -99,12 +99,7 @@ int32_t chromeIndicesScalar(const double* gx, const double* gy, int32_t side, bo
 }
 
 ChromeIndicesFunction chromeIndicesFor(SimdLevel level) {
-  switch (fieldKernelsFor(level).level) {
-    case SIMD_AVX512: return chromeIndicesAvx512;
-    case SIMD_AVX2: return chromeIndicesAvx2;
-    case SIMD_SSE2: return chromeIndicesSse2;
-    default: return chromeIndicesScalar;
-  }
+  return functionForLevel(level, chromeIndicesScalar, chromeIndicesSse2, chromeIndicesAvx2, chromeIndicesAvx512);
 }
 
 void renderChrome(FilterSession* session, const RenderContext& context, PixelMap* tile) {

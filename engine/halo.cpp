@@ -3,6 +3,7 @@
 #include "session/session.h"
 #include "engine/halo_rows.h"
 #include "engine/pixel_loop.h"
+#include "engine/width_choice.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
 
@@ -20,12 +21,7 @@ int32_t haloEdgesScalar(const double* gx, const double* gy, const int32_t* brigh
 }
 
 HaloEdgesFunction haloEdgesFor(SimdLevel level) {
-  switch (fieldKernelsFor(level).level) {
-    case SIMD_AVX512: return haloEdgesAvx512;
-    case SIMD_AVX2: return haloEdgesAvx2;
-    case SIMD_SSE2: return haloEdgesSse2;
-    default: return haloEdgesScalar;
-  }
+  return functionForLevel(level, haloEdgesScalar, haloEdgesSse2, haloEdgesAvx2, haloEdgesAvx512);
 }
 
 void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* tile) {
@@ -55,7 +51,8 @@ void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* 
       }
       edges[c] = loop.greyImage ? red : 299 * red + 587 * green + 114 * blue;
     }
-    const int32_t c = gx && gy ? edgesOfRow(gx, gy, edges, loop.greyImage, g, k, loop.maxValue, loop.columns, edges) : 0;
+    const int32_t c =
+        gx && gy ? edgesOfRow(gx, gy, edges, loop.greyImage, g, k, loop.maxValue, loop.columns, edges) : 0;
     haloEdgesScalar(gx ? gx + c : nullptr, gy ? gy + c : nullptr, edges + c, loop.greyImage, g, k, loop.maxValue,
                     loop.columns - c, edges + c);
     shadeRow(bandLoop, row, edges, tile, true);

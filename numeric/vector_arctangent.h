@@ -137,7 +137,8 @@ template <typename L>
 void arcTangent2RowWith(const double* y, const double* x, double* angle, int32_t count) {
   const numeric::ArcTangentConstants& k = numeric::arcTangentConstants();
   int32_t i = 0;
-  for (; i + L::width <= count; i += L::width) L::store(angle + i, arcTangent2Lanes<L>(L::load(y + i), L::load(x + i), k));
+  for (; i + L::width <= count; i += L::width)
+    L::store(angle + i, arcTangent2Lanes<L>(L::load(y + i), L::load(x + i), k));
   for (; i < count; ++i) angle[i] = numeric::arcTangent2(y[i], x[i]);
 }
 

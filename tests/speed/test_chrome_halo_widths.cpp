@@ -63,7 +63,8 @@ TEST(ChromeWidths, IndexRowsEqualTheScalarRow) {
             const size_t start = static_cast<size_t>(row) * side + 1;
             std::vector<int32_t> expected(columns), got(columns, -1);
             scalar(gx.data() + start, gy.data() + start, side, removeNoise, s, columns, expected.data());
-            const int32_t done = vector(gx.data() + start, gy.data() + start, side, removeNoise, s, columns, got.data());
+            const int32_t done =
+                vector(gx.data() + start, gy.data() + start, side, removeNoise, s, columns, got.data());
             ASSERT_LE(done, columns);
             ASSERT_GT(done, columns - 8);
             // The vectors leave the tail to the scalar row, as the renderer does.
@@ -92,7 +93,8 @@ TEST(HaloWidths, EdgeRowsEqualTheScalarRow) {
               // 1000 times a sample at most; some rows of the slope planes
               // are read, so that values repeat across the cases.
               std::vector<int32_t> brightness(count);
-              for (int32_t& b : brightness) b = static_cast<int32_t>(nextRandom(&state) % (grey ? maxValue + 1 : maxValue * 1000 + 1));
+              const uint32_t limit = grey ? maxValue + 1 : maxValue * 1000 + 1;
+              for (int32_t& b : brightness) b = static_cast<int32_t>(nextRandom(&state) % limit);
               const size_t row = static_cast<size_t>(nextRandom(&state) % columns) * columns;
               std::vector<int32_t> expected(count), got = brightness;
               scalar(gx.data() + row, gy.data() + row, brightness.data(), grey, g, k, maxValue, count, expected.data());
