@@ -62,7 +62,6 @@ inline bool turnTwoAngles(__m128d a, __m128d rot, __m128d* turned) {
 void renderScribble(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   (void)tile;
   const FilterRecord* record = session->filterRecord;
-  PixelMap* plane = &session->strokePlane;
   int32_t rows, columns;
   if (!strokePassCore(session, &rows, &columns)) return;
   const int32_t s = isEightBitImage(record) ? 1 : 128;
@@ -75,57 +74,8 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   const int32_t side = context.fieldSide;
   const double* GX = context.gradientX;
   const double* GY = context.gradientY;
-
-  // What a cell needs of each field sample it can touch, (rows+2) by
-  // (columns+2) from field sample (0, 0): the turned direction in single
-  // precision and its band. Neighbouring cells share corners, so each
-  // direction is computed once instead of four times; the numbers are the
-  // same either way.
-  static std::vector<float> turned;
-  static std::vector<int8_t> bands;
   const int32_t width = columns + 2;
-  turned.resize(static_cast<size_t>(rows + 2) * width);
-  bands.resize(turned.size());
-  static std::vector<double> rowScratch;
-  rowScratch.resize(static_cast<size_t>(width));
-  const __m128d rotation = _mm_set1_pd(rot);
-  for (int32_t i = 1; i < rows + 2; ++i) {
-    const double* gx = GX ? GX + static_cast<size_t>(i) * side : nullptr;
-    const double* gy = GY ? GY + static_cast<size_t>(i) * side : nullptr;
-    float* angleRow = turned.data() + static_cast<size_t>(i) * width;
-    int8_t* bandRow = bands.data() + static_cast<size_t>(i) * width;
-    auto keep = [&](int32_t j, double a) {
-      a = turnAngle(a, rot);
-      angleRow[j] = static_cast<float>(a);
-      bandRow[j] = static_cast<int8_t>(bandOf(a));
-    };
-    // The directions of the row first, then the turn two at a time.
-    double* directions = rowScratch.data();
-    if (gx && gy)
-      for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent2(gy[j], gx[j]);
-    else if (gy)
-      for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gy[j] / s);
-    else if (gx)
-      for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gx[j] / s);
-    else
-      for (int32_t j = 1; j < width; ++j) directions[j] = 0.0;  // no plane: a flat field
-    int32_t j = 1;
-    for (; j + 2 <= width; j += 2) {
-      __m128d a;
-      if (!turnTwoAngles(_mm_loadu_pd(directions + j), rotation, &a)) {
-        keep(j, directions[j]);
-        keep(j + 1, directions[j + 1]);
-        continue;
-      }
-      double lanes[2];
-      _mm_storeu_pd(lanes, a);
-      for (int32_t k = 0; k < 2; ++k) {
-        angleRow[j + k] = static_cast<float>(lanes[k]);
-        bandRow[j + k] = static_cast<int8_t>(bandOf(lanes[k]));
-      }
-    }
-    for (; j < width; ++j) keep(j, directions[j]);
-  }
+  const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
   // Only the level just above the lowest corner is followed; its threshold
   // by the lowest band.
   float thresholds[3];
@@ -142,103 +92,152 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
     double m2 = 300.0 - (300.0 - m) * (300.0 - m) / 300.0;
     return truncateSaturating(((m2 + 20.0) * weight + flatShare) / 100.0);
   };
-  static std::vector<int32_t> values;
-  values.resize(static_cast<size_t>(columns));
   struct Crossing {
     int32_t column;
     float threshold, a00, a01, a10, a11;
   };
-  static std::vector<Crossing> crossing;
-  crossing.resize(static_cast<size_t>(columns) + 1);
-  const __m128d scaleTwo = _mm_set1_pd(strengthScale), divisorTwo = _mm_set1_pd(strengthDivisor);
-  const __m128d weightTwo = _mm_set1_pd(static_cast<double>(weight)), flatTwo = _mm_set1_pd(flatShare);
-  const __m128d zero = _mm_setzero_pd(), top = _mm_set1_pd(300.0), sign = _mm_set1_pd(-0.0);
 
-  for (int32_t r = 0; r < rows; ++r) {
-    const float* t0 = turned.data() + static_cast<size_t>(r + 1) * width + 1;
-    const float* t1 = t0 + width;
-    const int8_t* k0 = bands.data() + static_cast<size_t>(r + 1) * width + 1;
-    const int8_t* k1 = k0 + width;
-    const double* gx = GX ? GX + static_cast<size_t>(r + 1) * side + 1 : nullptr;
-    const double* gy = GY ? GY + static_cast<size_t>(r + 1) * side + 1 : nullptr;
-    // The slope at corner 00: the magnitude with both planes, else the
-    // absolute value of the one plane.
-    auto slopeAt = [&](int32_t c) {
-      if (gx && gy) return numeric::squareRoot(gx[c] * gx[c] + gy[c] * gy[c]);
-      if (gy) return gy[c] < 0.0 ? -gy[c] : gy[c];
-      if (gx) return gx[c] < 0.0 ? -gx[c] : gx[c];
-      return 0.0;
-    };
-    int32_t c = 0;
-    for (; c + 2 <= columns; c += 2) {
-      __m128d m;
-      if (gx && gy) {
-        const __m128d x = _mm_loadu_pd(gx + c), y = _mm_loadu_pd(gy + c);
-        m = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(x, x), _mm_mul_pd(y, y)));
-      } else if (gx || gy) {
-        const __m128d v = _mm_loadu_pd(gx ? gx + c : gy + c);
-        m = selectPd(_mm_cmplt_pd(v, zero), _mm_xor_pd(v, sign), v);
-      } else {
-        m = zero;
+  drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* strokeBand) {
+    // What a cell needs of each field sample it can touch, for the band's
+    // cells: field rows begin+1 .. end+1, columns 0 .. columns+1 (column 0
+    // unused), the turned direction in single precision and its band.
+    // Neighbouring cells share corners, so each direction is computed once
+    // instead of four times; the numbers are the same either way.
+    const int32_t firstRow = begin + 1, lastRow = end + 2;
+    std::vector<float> turned(static_cast<size_t>(lastRow - firstRow) * width);
+    std::vector<int8_t> bands(turned.size());
+    std::vector<double> rowScratch(static_cast<size_t>(width));
+    const __m128d rotation = _mm_set1_pd(rot);
+    for (int32_t i = firstRow; i < lastRow; ++i) {
+      const double* gx = GX ? GX + static_cast<size_t>(i) * side : nullptr;
+      const double* gy = GY ? GY + static_cast<size_t>(i) * side : nullptr;
+      float* angleRow = turned.data() + static_cast<size_t>(i - firstRow) * width;
+      int8_t* bandRow = bands.data() + static_cast<size_t>(i - firstRow) * width;
+      auto keep = [&](int32_t j, double a) {
+        a = turnAngle(a, rot);
+        angleRow[j] = static_cast<float>(a);
+        bandRow[j] = static_cast<int8_t>(bandOf(a));
+      };
+      // The directions of the row first, then the turn two at a time.
+      double* directions = rowScratch.data();
+      if (gx && gy)
+        for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent2(gy[j], gx[j]);
+      else if (gy)
+        for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gy[j] / s);
+      else if (gx)
+        for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gx[j] / s);
+      else
+        for (int32_t j = 1; j < width; ++j) directions[j] = 0.0;  // no plane: a flat field
+      int32_t j = 1;
+      for (; j + 2 <= width; j += 2) {
+        __m128d a;
+        if (!turnTwoAngles(_mm_loadu_pd(directions + j), rotation, &a)) {
+          keep(j, directions[j]);
+          keep(j + 1, directions[j + 1]);
+          continue;
+        }
+        double lanes[2];
+        _mm_storeu_pd(lanes, a);
+        for (int32_t k = 0; k < 2; ++k) {
+          angleRow[j + k] = static_cast<float>(lanes[k]);
+          bandRow[j + k] = static_cast<int8_t>(bandOf(lanes[k]));
+        }
       }
-      m = _mm_div_pd(_mm_mul_pd(m, scaleTwo), divisorTwo);
-      m = _mm_and_pd(_mm_cmpgt_pd(m, zero), m);  // not above 0, NaN too: +0.0
-      m = selectPd(_mm_cmpgt_pd(m, top), top, m);
-      const __m128d rest = _mm_sub_pd(top, m);
-      const __m128d m2 = _mm_sub_pd(top, _mm_div_pd(_mm_mul_pd(rest, rest), top));
-      const __m128d v = _mm_div_pd(_mm_add_pd(_mm_mul_pd(_mm_add_pd(m2, _mm_set1_pd(20.0)), weightTwo), flatTwo),
-                                   _mm_set1_pd(100.0));
-      if (truncatesExactly(v)) {
-        const __m128i whole = _mm_cvttpd_epi32(v);
-        values[c] = _mm_cvtsi128_si32(whole);
-        values[c + 1] = _mm_cvtsi128_si32(_mm_shuffle_epi32(whole, 1));
-      } else {
-        values[c] = strengthOf(slopeAt(c));
-        values[c + 1] = strengthOf(slopeAt(c + 1));
-      }
+      for (; j < width; ++j) keep(j, directions[j]);
     }
-    for (; c < columns; ++c) values[c] = strengthOf(slopeAt(c));
 
-    int32_t count = 0;
-    for (c = 0; c < columns; ++c) {
-      // One plane alone: its direction is constant along the other axis.
-      float a00 = t0[c], a01, a10, a11;
-      int32_t b00 = k0[c], b01, b10, b11;
-      if (gx && gy) {
-        a01 = t0[c + 1], a10 = t1[c], a11 = t1[c + 1];
-        b01 = k0[c + 1], b10 = k1[c], b11 = k1[c + 1];
-      } else if (gy) {
-        a01 = a00, a10 = a11 = t1[c];
-        b01 = b00, b10 = b11 = k1[c];
-      } else if (gx) {
-        a10 = a00, a01 = a11 = t0[c + 1];
-        b10 = b00, b01 = b11 = k0[c + 1];
-      } else {
-        a01 = a10 = a11 = a00;
-        b01 = b10 = b11 = b00;
+    std::vector<int32_t> values(static_cast<size_t>(columns));
+    std::vector<Crossing> crossing(static_cast<size_t>(columns) + 1);
+    const __m128d scaleTwo = _mm_set1_pd(strengthScale), divisorTwo = _mm_set1_pd(strengthDivisor);
+    const __m128d weightTwo = _mm_set1_pd(static_cast<double>(weight)), flatTwo = _mm_set1_pd(flatShare);
+    const __m128d zero = _mm_setzero_pd(), top = _mm_set1_pd(300.0), sign = _mm_set1_pd(-0.0);
+
+    for (int32_t r = begin; r < end; ++r) {
+      const float* t0 = turned.data() + static_cast<size_t>(r + 1 - firstRow) * width + 1;
+      const float* t1 = t0 + width;
+      const int8_t* k0 = bands.data() + static_cast<size_t>(r + 1 - firstRow) * width + 1;
+      const int8_t* k1 = k0 + width;
+      const double* gx = GX ? GX + static_cast<size_t>(r + 1) * side + 1 : nullptr;
+      const double* gy = GY ? GY + static_cast<size_t>(r + 1) * side + 1 : nullptr;
+      // The slope at corner 00: the magnitude with both planes, else the
+      // absolute value of the one plane.
+      auto slopeAt = [&](int32_t c) {
+        if (gx && gy) return numeric::squareRoot(gx[c] * gx[c] + gy[c] * gy[c]);
+        if (gy) return gy[c] < 0.0 ? -gy[c] : gy[c];
+        if (gx) return gx[c] < 0.0 ? -gx[c] : gx[c];
+        return 0.0;
+      };
+      int32_t c = 0;
+      for (; c + 2 <= columns; c += 2) {
+        __m128d m;
+        if (gx && gy) {
+          const __m128d x = _mm_loadu_pd(gx + c), y = _mm_loadu_pd(gy + c);
+          m = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(x, x), _mm_mul_pd(y, y)));
+        } else if (gx || gy) {
+          const __m128d v = _mm_loadu_pd(gx ? gx + c : gy + c);
+          m = selectPd(_mm_cmplt_pd(v, zero), _mm_xor_pd(v, sign), v);
+        } else {
+          m = zero;
+        }
+        m = _mm_div_pd(_mm_mul_pd(m, scaleTwo), divisorTwo);
+        m = _mm_and_pd(_mm_cmpgt_pd(m, zero), m);  // not above 0, NaN too: +0.0
+        m = selectPd(_mm_cmpgt_pd(m, top), top, m);
+        const __m128d rest = _mm_sub_pd(top, m);
+        const __m128d m2 = _mm_sub_pd(top, _mm_div_pd(_mm_mul_pd(rest, rest), top));
+        const __m128d v = _mm_div_pd(_mm_add_pd(_mm_mul_pd(_mm_add_pd(m2, _mm_set1_pd(20.0)), weightTwo), flatTwo),
+                                     _mm_set1_pd(100.0));
+        if (truncatesExactly(v)) {
+          const __m128i whole = _mm_cvttpd_epi32(v);
+          values[c] = _mm_cvtsi128_si32(whole);
+          values[c + 1] = _mm_cvtsi128_si32(_mm_shuffle_epi32(whole, 1));
+        } else {
+          values[c] = strengthOf(slopeAt(c));
+          values[c + 1] = strengthOf(slopeAt(c + 1));
+        }
       }
-      int32_t band = b00;
-      if (b01 < band) band = b01;
-      if (b10 < band) band = b10;
-      if (b11 < band) band = b11;
-      const float threshold = thresholds[band];
-      // No corner above the level, or all of them: no crossing, nothing is
-      // drawn. The cells that cross are listed without a branch, whose
-      // outcome would follow the picture.
-      const int32_t above = (a00 > threshold) + (a01 > threshold) + (a10 > threshold) + (a11 > threshold);
-      Crossing& next = crossing[count];
-      next.column = c, next.threshold = threshold;
-      next.a00 = a00, next.a01 = a01, next.a10 = a10, next.a11 = a11;
-      count += (above != 0) & (above != 4);
+      for (; c < columns; ++c) values[c] = strengthOf(slopeAt(c));
+
+      int32_t count = 0;
+      for (c = 0; c < columns; ++c) {
+        // One plane alone: its direction is constant along the other axis.
+        float a00 = t0[c], a01, a10, a11;
+        int32_t b00 = k0[c], b01, b10, b11;
+        if (gx && gy) {
+          a01 = t0[c + 1], a10 = t1[c], a11 = t1[c + 1];
+          b01 = k0[c + 1], b10 = k1[c], b11 = k1[c + 1];
+        } else if (gy) {
+          a01 = a00, a10 = a11 = t1[c];
+          b01 = b00, b10 = b11 = k1[c];
+        } else if (gx) {
+          a10 = a00, a01 = a11 = t0[c + 1];
+          b10 = b00, b01 = b11 = k0[c + 1];
+        } else {
+          a01 = a10 = a11 = a00;
+          b01 = b10 = b11 = b00;
+        }
+        int32_t band = b00;
+        if (b01 < band) band = b01;
+        if (b10 < band) band = b10;
+        if (b11 < band) band = b11;
+        const float threshold = thresholds[band];
+        // No corner above the level, or all of them: no crossing, nothing is
+        // drawn. The cells that cross are listed without a branch, whose
+        // outcome would follow the picture.
+        const int32_t above = (a00 > threshold) + (a01 > threshold) + (a10 > threshold) + (a11 > threshold);
+        Crossing& next = crossing[count];
+        next.column = c, next.threshold = threshold;
+        next.a00 = a00, next.a01 = a01, next.a10 = a10, next.a11 = a11;
+        count += (above != 0) & (above != 4);
+      }
+      // The contours of the row, in the order of its cells.
+      const int32_t y = r + tileTop;
+      for (int32_t k = 0; k < count; ++k) {
+        const Crossing& cell = crossing[k];
+        contourCell(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + tileLeft, y, strokeBand,
+                    values[cell.column]);
+      }
     }
-    // The contours of the row, in the order of its cells.
-    const int32_t y = r + session->tileTop;
-    for (int32_t k = 0; k < count; ++k) {
-      const Crossing& cell = crossing[k];
-      contourCell(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + session->tileLeft, y, plane,
-                  values[cell.column]);
-    }
-  }
+  });
 }
 
 void renderHalo(FilterSession* session, const RenderContext& context, PixelMap* tile) {

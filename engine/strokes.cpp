@@ -2,9 +2,14 @@
 // and the marching-squares cell that places one dot per contour segment.
 #include <emmintrin.h>
 
+#include <cstdint>
+#include <vector>
+
 #include "session/session.h"
+#include "engine/field_kernels.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 namespace {
 
@@ -27,15 +32,21 @@ inline void raiseInside(uint8_t* cell, float share) {
 
 }  // namespace
 
-void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
-  if (pixelMapEmpty(plane)) return;
-  // A dot whose four cells all lie outside the plane changes nothing; the
-  // test also keeps the conversions below defined for any coordinate.
+namespace {
+
+// False when all four cells of a dot at (x, y) lie outside the plane, so
+// that it changes nothing; the test also keeps the conversions below
+// defined for any coordinate. Otherwise the top-left cell.
+inline bool dotCorner(const PixelMap* plane, float x, float y, int32_t* ix, int32_t* iy) {
   if (!(x > -2.0f && y > -2.0f && x < static_cast<float>(plane->baseWidth) + 1.0f &&
         y < static_cast<float>(plane->baseHeight) + 1.0f))
-    return;
-  int32_t ix = x >= 0.0f ? static_cast<int32_t>(x) : static_cast<int32_t>(x - 1.0);
-  int32_t iy = y >= 0.0f ? static_cast<int32_t>(y) : static_cast<int32_t>(y - 1.0);
+    return false;
+  *ix = x >= 0.0f ? static_cast<int32_t>(x) : static_cast<int32_t>(x - 1.0);
+  *iy = y >= 0.0f ? static_cast<int32_t>(y) : static_cast<int32_t>(y - 1.0);
+  return true;
+}
+
+void drawDotAt(float x, float y, int32_t ix, int32_t iy, PixelMap* plane, float value) {
   float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);
   float left = value - value * fx, right = value * fx;
   if (ix >= 0 && iy >= 0 && ix < plane->levelMaxX[0] && iy < plane->levelMaxY[0]) {
@@ -54,6 +65,68 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
   raiseCell(plane, ix + 1, iy, right - right * fy);
   raiseCell(plane, ix, iy + 1, left * fy);
   raiseCell(plane, ix + 1, iy + 1, right * fy);
+}
+
+}  // namespace
+
+void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
+  if (pixelMapEmpty(plane)) return;
+  int32_t ix, iy;
+  if (dotCorner(plane, x, y, &ix, &iy)) drawDotAt(x, y, ix, iy, plane, value);
+}
+
+void drawBandDot(StrokeBand* band, float x, float y, float value) {
+  int32_t ix, iy;
+  if (!dotCorner(band->plane, x, y, &ix, &iy)) return;
+  // Both rows of cells, and the rows a clamped read can fall on, are the
+  // band's own: the ends of the owned range reach past the plane's ends.
+  if (iy >= band->ownTop && iy < band->ownBottom - 1)
+    drawDotAt(x, y, ix, iy, band->plane, value);
+  else
+    band->spill->push_back(StrokeDot{x, y, value});
+}
+
+namespace {
+
+// Rows per band of a stroke pass: several bands per thread on a tile of
+// 256 rows, and few enough rows at the seams that the dots drawn after the
+// bands stay a small share.
+constexpr int32_t STROKE_BAND_ROWS = 32;
+
+struct StrokeBandJob {
+  PixelMap* plane;
+  int32_t rows, tileTop, bands;
+  StrokeBandTask task;
+  const void* context;
+  std::vector<StrokeDot>* spills;
+};
+
+void strokeBand(void* jobContext, int32_t index) {
+  const StrokeBandJob& job = *static_cast<const StrokeBandJob*>(jobContext);
+  const int32_t begin = index * STROKE_BAND_ROWS;
+  const int32_t end = begin + STROKE_BAND_ROWS < job.rows ? begin + STROKE_BAND_ROWS : job.rows;
+  StrokeBand band;
+  band.plane = job.plane;
+  band.ownTop = index == 0 ? INT32_MIN : job.tileTop + begin;
+  band.ownBottom = index == job.bands - 1 ? INT32_MAX : job.tileTop + end;
+  band.spill = &job.spills[index];
+  job.task(job.context, begin, end, &band);
+}
+
+}  // namespace
+
+void drawStrokesInBands(FilterSession* session, int32_t rows, StrokeBandTask task, const void* context) {
+  PixelMap* plane = &session->strokePlane;
+  if (rows <= 0 || pixelMapEmpty(plane)) return;
+  const int32_t bands = (rows + STROKE_BAND_ROWS - 1) / STROKE_BAND_ROWS;
+  std::vector<std::vector<StrokeDot>> spills(static_cast<size_t>(bands));
+  StrokeBandJob job{plane, rows, session->tileTop, bands, task, context, spills.data()};
+  platformRunParts(strokeBand, &job, bands, renderThreads());
+  // A dot raises each cell to the larger of the cell and its share, and the
+  // larger of several values does not depend on their order: the dots
+  // that fell across a seam give the same plane drawn last.
+  for (const std::vector<StrokeDot>& spill : spills)
+    for (const StrokeDot& dot : spill) drawStrokeDot(dot.x, dot.y, plane, dot.value);
 }
 
 namespace {
@@ -127,17 +200,24 @@ const CellSegments CELL_SEGMENTS[16] = {
 };
 
 // One dot stands for the segment: at its middle, as strong as it is long.
-inline void dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, PixelMap* plane,
+inline void dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, StrokeBand* band,
                           int32_t value) {
   double dx = x0 - x1, dy = y0 - y1;
   double strength = numeric::squareRoot(dy * dy + dx * dx) * value;
-  drawStrokeDot(static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y), plane,
-                static_cast<float>(strength));
+  drawBandDot(band, static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y),
+              static_cast<float>(strength));
 }
 
 }  // namespace
 
 void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
+                 int32_t value) {
+  if (pixelMapEmpty(plane)) return;
+  StrokeBand whole{plane, INT32_MIN, INT32_MAX, nullptr};
+  contourCell(a00, a01, a10, a11, threshold, x, y, &whole, value);
+}
+
+void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, StrokeBand* band,
                  int32_t value) {
   int32_t index = (a00 > threshold ? 1 : 0) + (a01 > threshold ? 2 : 0) + (a10 > threshold ? 4 : 0) +
                   (a11 > threshold ? 8 : 0);
@@ -149,6 +229,6 @@ void contourCell(float a00, float a01, float a10, float a11, float threshold, in
   const double down[4] = {0.0, c.left, c.right, 1.0};
   for (int32_t k = 0; k < segments.count; ++k) {
     const CellSide from = segments.ends[k][0], to = segments.ends[k][1];
-    dotForSegment(across[from], down[from], across[to], down[to], x, y, plane, value);
+    dotForSegment(across[from], down[from], across[to], down[to], x, y, band, value);
   }
 }
