@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "session/session.h"
+#include "engine/crest_kernels.h"
 #include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
@@ -128,6 +129,53 @@ inline Crest crestNumbers(const double* m, const CrestLayout& layout, double dx,
 
 }  // namespace
 
+// One pixel at a time: the reference every vector width must match.
+void thinHardRowScalar(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
+                       double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
+  const CrestLayout layout = crestLayout(static_cast<int32_t>(stride));
+  for (int32_t c = 0; c < columns; ++c) {
+    double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
+    Crest k = crestNumbers(m + c, layout, dx, dy);
+    // Ties are one-sided, so of a plateau of two equal samples one stays.
+    // The value is formed for every pixel and kept on crests only: the
+    // test follows the picture and would defeat a branch.
+    const bool crest = (k.a <= k.P) & (k.b < k.P);
+    const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, maxValue);
+    edges[c] = crest ? e : 0;
+  }
+}
+
+int32_t thinSoftRowScalar(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
+                          CrestPixel* crests) {
+  const CrestLayout layout = crestLayout(static_cast<int32_t>(stride));
+  int32_t count = 0;
+  for (int32_t c = 0; c < columns; ++c) {
+    double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
+    Crest k = crestNumbers(m + c, layout, dx, dy);
+    float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
+    float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
+    const bool crest = ((p1 >= 0.0f) & (static_cast<double>(p2) > -0.001)) |
+                       ((static_cast<double>(p1) > -0.001) & (p2 >= 0.0f));
+    CrestPixel& next = crests[count];
+    next.column = c, next.p1 = p1, next.p2 = p2, next.sign = k.sign;
+    count += crest;
+  }
+  return count;
+}
+
+CrestKernels crestKernelsFor(SimdLevel level) {
+  switch (fieldKernelsFor(level).level) {
+    case SIMD_AVX512:
+      return {thinHardRowAvx512, thinSoftRowAvx512};
+    case SIMD_AVX2:
+      return {thinHardRowAvx2, thinSoftRowAvx2};
+    case SIMD_SSE2:
+      return {thinHardRowSse2, thinSoftRowSse2};
+    default:
+      return {thinHardRowScalar, thinSoftRowScalar};
+  }
+}
+
 void renderThinHard(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   PixelLoop loop;
   preparePixelLoop(&loop, session, context.rampTable);
@@ -137,21 +185,11 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   std::vector<double> magnitudePlaneRows;
   magnitudePlane(context, loop.rows, loop.columns, &magnitudePlaneRows);
   const double* magnitudes = magnitudePlaneRows.data();
-  const CrestLayout layout = crestLayout(width);
+  const ThinHardRowFunction thinHardRow = crestKernelsFor(activeFieldKernels().level).thinHardRow;
   shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
-    const double* gx = fieldRow(context.gradientX, side, row);
-    const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
-    for (int32_t c = 0; c < loop.columns; ++c) {
-      double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      Crest k = crestNumbers(m + c, layout, dx, dy);
-      // Ties are one-sided, so of a plateau of two equal samples one stays.
-      // The value is formed for every pixel and kept on crests only: the
-      // test follows the picture and would defeat a branch.
-      const bool crest = (k.a <= k.P) & (k.b < k.P);
-      const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
-      edges[c] = crest ? e : 0;
-    }
+    thinHardRow(m, width, fieldRow(context.gradientX, side, row), fieldRow(context.gradientY, side, row),
+                loop.columns, scaledWeight, depthScale, loop.maxValue, edges);
     shadeRow(bandLoop, row, edges, tile, true);
   });
 }
@@ -166,14 +204,9 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   const double divisor = styleScaleDivisor(session);
   const int32_t width = columns + 2, side = context.fieldSide;
   const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
-  const CrestLayout layout = crestLayout(width);
   // The pixels of a row that lie on a crest, listed first without a branch
   // (the test follows the picture), then drawn in the order of the row.
-  struct CrestPixel {
-    int32_t column;
-    float p1, p2;
-    double sign;
-  };
+  const ThinSoftRowFunction thinSoftRow = crestKernelsFor(activeFieldKernels().level).thinSoftRow;
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
     // The band's magnitudes: field rows begin .. end+1, the band's own and
     // the ring above and below.
@@ -185,18 +218,7 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
       const double* gy = fieldRow(context.gradientY, side, row);
       const double* m = magnitudes.data() + static_cast<size_t>(row + 1 - begin) * width + 1;
       const float y = static_cast<float>(row + tileTop);
-      int32_t count = 0;
-      for (int32_t c = 0; c < columns; ++c) {
-        double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-        Crest k = crestNumbers(m + c, layout, dx, dy);
-        float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
-        float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
-        const bool crest = ((p1 >= 0.0f) & (static_cast<double>(p2) > -0.001)) |
-                           ((static_cast<double>(p1) > -0.001) & (p2 >= 0.0f));
-        CrestPixel& next = crests[count];
-        next.column = c, next.p1 = p1, next.p2 = p2, next.sign = k.sign;
-        count += crest;
-      }
+      const int32_t count = thinSoftRow(m, width, gx, gy, columns, crests.data());
       for (int32_t i = 0; i < count; ++i) {
         const CrestPixel& pixel = crests[i];
         const int32_t c = pixel.column;
