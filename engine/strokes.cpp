@@ -7,6 +7,8 @@
 
 #include "session/session.h"
 #include "engine/field_kernels.h"
+#include "engine/stroke_kernels.h"
+#include "engine/stroke_rows.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
 #include "platform/threads.h"
@@ -230,5 +232,23 @@ void contourCell(float a00, float a01, float a10, float a11, float threshold, in
   for (int32_t k = 0; k < segments.count; ++k) {
     const CellSide from = segments.ends[k][0], to = segments.ends[k][1];
     dotForSegment(across[from], down[from], across[to], down[to], x, y, band, value);
+  }
+}
+
+// One pixel at a time: the reference every vector width matches.
+ML_STROKE_ENTRIES(StrokeSingleLane, Scalar)
+
+StrokeKernels strokeKernelsFor(SimdLevel level) {
+  switch (fieldKernelsFor(level).level) {
+    case SIMD_AVX512:
+      return {thinHardRowAvx512, thinSoftRowAvx512, scribbleTurnAvx512, scribbleStrengthAvx512,
+              scribbleCrossingsAvx512};
+    case SIMD_AVX2:
+      return {thinHardRowAvx2, thinSoftRowAvx2, scribbleTurnAvx2, scribbleStrengthAvx2, scribbleCrossingsAvx2};
+    case SIMD_SSE2:
+      return {thinHardRowSse2, thinSoftRowSse2, scribbleTurnSse2, scribbleStrengthSse2, scribbleCrossingsSse2};
+    default:
+      return {thinHardRowScalar, thinSoftRowScalar, scribbleTurnScalar, scribbleStrengthScalar,
+              scribbleCrossingsScalar};
   }
 }

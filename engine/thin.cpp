@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "session/session.h"
-#include "engine/crest_kernels.h"
+#include "engine/stroke_kernels.h"
 #include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
 #include "engine/styles.h"
@@ -75,106 +75,7 @@ void magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns,
   platformRunParts(magnitudeBand, &job, (height + MAGNITUDE_BAND_ROWS - 1) / MAGNITUDE_BAND_ROWS, renderThreads());
 }
 
-// The crest test's numbers for one pixel: P the centre's weighted
-// magnitude, a and b the neighbours across the edge, and the sign that says
-// which way along the gradient the sub-pixel offset runs.
-struct Crest {
-  double P, a, b;
-  double sign;
-};
-
-// Where the four cases read their neighbours, as offsets in the magnitude
-// plane from the centre: a's corner and side, b's corner and side.
-//   A: dx dy > 0, |dy| > |dx|   B: dx dy > 0, otherwise
-//   C: dx dy <= 0, |dy| > |dx|  D: dx dy <= 0, otherwise
-struct CrestLayout {
-  intptr_t aCorner[4], aSide[4], bCorner[4], bSide[4];
-};
-
-CrestLayout crestLayout(int32_t w) {
-  auto at = [w](int32_t dr, int32_t dc) { return static_cast<intptr_t>(dr) * w + dc; };
-  return CrestLayout{{at(1, 1), at(1, 1), at(-1, 1), at(-1, 1)},
-                     {at(1, 0), at(0, 1), at(-1, 0), at(0, 1)},
-                     {at(-1, -1), at(-1, -1), at(1, -1), at(1, -1)},
-                     {at(-1, 0), at(0, -1), at(1, 0), at(0, -1)}};
-}
-
-// m points at the centre's magnitude; dx and dy are the centre's slopes.
-// The case picks operands by index instead of by branch; each case's sums
-// keep their operations: case A's M(1,1) dx + (dy-dx) M(1,0) is corner times
-// minor plus slope times side, and case C's M(-1,1) dx - (dy+dx) M(-1,0)
-// adds the negated product, which IEEE arithmetic gives the same bits.
-inline Crest crestNumbers(const double* m, const CrestLayout& layout, double dx, double dy) {
-  // v below 0 ? -v : v, chosen by mask rather than by branch: the signs
-  // here follow the picture and defeat prediction. -0.0 stays -0.0.
-  auto abs = [](double v) {
-    const __m128d x = _mm_set_sd(v);
-    const __m128d below = _mm_cmplt_sd(x, _mm_setzero_pd());
-    const __m128d negated = _mm_xor_pd(x, _mm_set_sd(-0.0));
-    return _mm_cvtsd_f64(_mm_or_pd(_mm_and_pd(below, negated), _mm_andnot_pd(below, x)));
-  };
-  const int32_t kase = (dx * dy > 0.0 ? 0 : 2) + (abs(dy) > abs(dx) ? 0 : 1);
-  const double slopes[2] = {dy, dx};
-  const double major = slopes[kase & 1], minor = slopes[(kase & 1) ^ 1];
-  const double sides[2] = {major - minor, -(dy + dx)};
-  const double side = sides[kase >> 1];
-  const double signs[4] = {dy, dx, -dy, dx};
-  Crest k;
-  k.P = abs(m[0] * major);
-  k.a = abs(m[layout.aCorner[kase]] * minor + side * m[layout.aSide[kase]]);
-  k.b = abs(m[layout.bCorner[kase]] * minor + side * m[layout.bSide[kase]]);
-  k.sign = signs[kase];
-  return k;
-}
-
 }  // namespace
-
-// One pixel at a time: the reference every vector width must match.
-void thinHardRowScalar(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                       double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
-  const CrestLayout layout = crestLayout(static_cast<int32_t>(stride));
-  for (int32_t c = 0; c < columns; ++c) {
-    double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-    Crest k = crestNumbers(m + c, layout, dx, dy);
-    // Ties are one-sided, so of a plateau of two equal samples one stays.
-    // The value is formed for every pixel and kept on crests only: the
-    // test follows the picture and would defeat a branch.
-    const bool crest = (k.a <= k.P) & (k.b < k.P);
-    const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, maxValue);
-    edges[c] = crest ? e : 0;
-  }
-}
-
-int32_t thinSoftRowScalar(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                          CrestPixel* crests) {
-  const CrestLayout layout = crestLayout(static_cast<int32_t>(stride));
-  int32_t count = 0;
-  for (int32_t c = 0; c < columns; ++c) {
-    double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-    Crest k = crestNumbers(m + c, layout, dx, dy);
-    float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
-    float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
-    const bool crest = ((p1 >= 0.0f) & (static_cast<double>(p2) > -0.001)) |
-                       ((static_cast<double>(p1) > -0.001) & (p2 >= 0.0f));
-    CrestPixel& next = crests[count];
-    next.column = c, next.p1 = p1, next.p2 = p2, next.sign = k.sign;
-    count += crest;
-  }
-  return count;
-}
-
-CrestKernels crestKernelsFor(SimdLevel level) {
-  switch (fieldKernelsFor(level).level) {
-    case SIMD_AVX512:
-      return {thinHardRowAvx512, thinSoftRowAvx512};
-    case SIMD_AVX2:
-      return {thinHardRowAvx2, thinSoftRowAvx2};
-    case SIMD_SSE2:
-      return {thinHardRowSse2, thinSoftRowSse2};
-    default:
-      return {thinHardRowScalar, thinSoftRowScalar};
-  }
-}
 
 void renderThinHard(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   PixelLoop loop;
@@ -185,7 +86,7 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   std::vector<double> magnitudePlaneRows;
   magnitudePlane(context, loop.rows, loop.columns, &magnitudePlaneRows);
   const double* magnitudes = magnitudePlaneRows.data();
-  const ThinHardRowFunction thinHardRow = crestKernelsFor(activeFieldKernels().level).thinHardRow;
+  const ThinHardRowFunction thinHardRow = strokeKernelsFor(activeFieldKernels().level).thinHardRow;
   shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
     thinHardRow(m, width, fieldRow(context.gradientX, side, row), fieldRow(context.gradientY, side, row),
@@ -206,7 +107,7 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
   // The pixels of a row that lie on a crest, listed first without a branch
   // (the test follows the picture), then drawn in the order of the row.
-  const ThinSoftRowFunction thinSoftRow = crestKernelsFor(activeFieldKernels().level).thinSoftRow;
+  const ThinSoftRowFunction thinSoftRow = strokeKernelsFor(activeFieldKernels().level).thinSoftRow;
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
     // The band's magnitudes: field rows begin .. end+1, the band's own and
     // the ring above and below.

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/crest_kernels.h"
+#include "engine/stroke_kernels.h"
 #include "engine/styles.h"
 #include "image/pixel_map.h"
 #include "platform/threads.h"
@@ -22,9 +22,9 @@ uint32_t nextRandom(uint32_t* state) {
   return *state >> 8;
 }
 
-std::vector<SimdLevel> vectorLevelsHere() {
+std::vector<SimdLevel> levelsHere() {
   std::vector<SimdLevel> levels;
-  for (int32_t l = SIMD_SSE2; l <= widestSimdLevel(); ++l) levels.push_back(static_cast<SimdLevel>(l));
+  for (int32_t l = SIMD_SCALAR; l <= widestSimdLevel(); ++l) levels.push_back(static_cast<SimdLevel>(l));
   return levels;
 }
 
@@ -52,6 +52,59 @@ CrestRows crestRows(int32_t columns, bool ties, uint32_t seed) {
   return r;
 }
 
+// The crest test for one pixel as the styles define it, the case picked
+// by index: A dx dy > 0 and |dy| > |dx|, B dx dy > 0, C |dy| > |dx|, D
+// otherwise; a reads its corner and side, b the mirrored ones.
+struct OnePixelCrest {
+  double P, a, b, sign;
+};
+
+OnePixelCrest onePixelCrest(const double* m, intptr_t w, double dx, double dy) {
+  auto abs = [](double v) { return v < 0.0 ? -v : v; };
+  auto at = [&](int32_t dr, int32_t dc) { return m[dr * w + dc]; };
+  const int32_t kase = (dx * dy > 0.0 ? 0 : 2) + (abs(dy) > abs(dx) ? 0 : 1);
+  const int32_t aCorner[4][2] = {{1, 1}, {1, 1}, {-1, 1}, {-1, 1}};
+  const int32_t aSide[4][2] = {{1, 0}, {0, 1}, {-1, 0}, {0, 1}};
+  const double major = kase & 1 ? dx : dy, minor = kase & 1 ? dy : dx;
+  const double side = kase >> 1 ? -(dy + dx) : major - minor;
+  const double signs[4] = {dy, dx, -dy, dx};
+  OnePixelCrest k;
+  k.P = abs(m[0] * major);
+  k.a = abs(at(aCorner[kase][0], aCorner[kase][1]) * minor + side * at(aSide[kase][0], aSide[kase][1]));
+  k.b = abs(at(-aCorner[kase][0], -aCorner[kase][1]) * minor + side * at(-aSide[kase][0], -aSide[kase][1]));
+  k.sign = signs[kase];
+  return k;
+}
+
+// x rounded to single precision. Through memory: GCC 12 at -O2 pairs the
+// two round trips of the caller into one vector subtraction and drops the
+// rounding.
+double single(double x) {
+  volatile float rounded = static_cast<float>(x);
+  return rounded;
+}
+
+void thinHardOnePixel(const CrestRows& rows, const double* gx, const double* gy, double weight, double depthScale,
+                      int32_t maxValue, std::vector<int32_t>* edges) {
+  for (int32_t c = 0; c < rows.columns; ++c) {
+    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, gx ? gx[c] : 0.0, gy ? gy[c] : 0.0);
+    const double v = (rows.centre()[c] * weight) / depthScale;
+    const int32_t e = !(v > 0.0) ? 0 : v >= maxValue ? maxValue : static_cast<int32_t>(v);
+    (*edges)[c] = k.a <= k.P && k.b < k.P ? e : 0;
+  }
+}
+
+std::vector<CrestPixel> thinSoftOnePixel(const CrestRows& rows, const double* gx, const double* gy) {
+  std::vector<CrestPixel> crests;
+  for (int32_t c = 0; c < rows.columns; ++c) {
+    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, gx ? gx[c] : 0.0, gy ? gy[c] : 0.0);
+    const float p1 = static_cast<float>(k.P - single(k.a));
+    const float p2 = static_cast<float>(k.P - single(k.b));
+    if ((p1 >= 0.0f && p2 > -0.001) || (p1 > -0.001 && p2 >= 0.0f)) crests.push_back(CrestPixel{c, p1, p2, k.sign});
+  }
+  return crests;
+}
+
 bool sameCrests(const std::vector<CrestPixel>& a, const std::vector<CrestPixel>& b, int32_t count) {
   for (int32_t i = 0; i < count; ++i)
     if (a[i].column != b[i].column || std::memcmp(&a[i].p1, &b[i].p1, sizeof(float)) != 0 ||
@@ -63,10 +116,9 @@ bool sameCrests(const std::vector<CrestPixel>& a, const std::vector<CrestPixel>&
 
 // Rows that leave tails at every width, ties and spread values, both
 // planes, one or none, weights of both signs and both depths' limits:
-// every width lists the same crests and gives the same edges as the
-// one-pixel test.
-TEST(CrestWidths, EveryWidthGivesTheOnePixelCrests) {
-  const CrestKernels scalar = crestKernelsFor(SIMD_SCALAR);
+// every level, the scalar one included, lists the crests and gives the
+// edges of the one-pixel test.
+TEST(CrestWidths, EveryLevelGivesTheOnePixelCrests) {
   for (int32_t columns : {1, 7, 33, 257})
     for (bool ties : {true, false}) {
       CrestRows rows = crestRows(columns, ties, static_cast<uint32_t>(columns * 2 + ties));
@@ -75,11 +127,12 @@ TEST(CrestWidths, EveryWidthGivesTheOnePixelCrests) {
       for (int32_t planes = 0; planes < 4; ++planes) {
         const double* gx = planes & 1 ? rows.gx.data() : nullptr;
         const double* gy = planes & 2 ? rows.gy.data() : nullptr;
-        std::vector<CrestPixel> expected(size_t(columns) + 1), got(expected.size());
-        const int32_t count = scalar.thinSoftRow(rows.centre(), stride, gx, gy, columns, expected.data());
+        const std::vector<CrestPixel> expected = thinSoftOnePixel(rows, gx, gy);
+        const int32_t count = static_cast<int32_t>(expected.size());
+        std::vector<CrestPixel> got(size_t(columns) + 1);
         std::vector<int32_t> expectedEdges(static_cast<size_t>(columns)), edges(expectedEdges.size());
-        for (SimdLevel level : vectorLevelsHere()) {
-          const CrestKernels kernels = crestKernelsFor(level);
+        for (SimdLevel level : levelsHere()) {
+          const StrokeKernels kernels = strokeKernelsFor(level);
           SCOPED_TRACE(std::string(simdLevelName(level)) + " columns " + std::to_string(columns) + " planes " +
                        std::to_string(planes) + (ties ? " ties" : ""));
           ASSERT_EQ(kernels.thinSoftRow(rows.centre(), stride, gx, gy, columns, got.data()), count);
@@ -87,8 +140,7 @@ TEST(CrestWidths, EveryWidthGivesTheOnePixelCrests) {
           for (double weight : {110.0, -3.0, 25600.0})
             for (int32_t maxValue : {255, 32768}) {
               const double depthScale = maxValue == 255 ? 1.0 : 128.0;
-              scalar.thinHardRow(rows.centre(), stride, gx, gy, columns, weight, depthScale, maxValue,
-                                 expectedEdges.data());
+              thinHardOnePixel(rows, gx, gy, weight, depthScale, maxValue, &expectedEdges);
               kernels.thinHardRow(rows.centre(), stride, gx, gy, columns, weight, depthScale, maxValue, edges.data());
               EXPECT_EQ(edges, expectedEdges) << "weight " << weight << " max " << maxValue;
             }
@@ -97,20 +149,82 @@ TEST(CrestWidths, EveryWidthGivesTheOnePixelCrests) {
     }
 }
 
-// A crest test that found nothing, or every pixel, still gives a list the
-// length the row says: a flat row has crests only where ties allow.
-TEST(CrestWidths, FlatRowsAgreeOnEveryWidth) {
+// Equal neighbours all along a row: p1 = p2 = 0 makes every pixel a crest.
+TEST(CrestWidths, FlatRowsAreCrestsEverywhere) {
   const int32_t columns = 19;
-  std::vector<double> flat(size_t(3) * (columns + 2), 5.0), slope(size_t(columns), 1.0);
-  const double* centre = flat.data() + (columns + 2) + 1;
-  std::vector<CrestPixel> expected(size_t(columns) + 1), got(expected.size());
-  const int32_t count = crestKernelsFor(SIMD_SCALAR).thinSoftRow(centre, columns + 2, slope.data(), slope.data(),
-                                                                 columns, expected.data());
-  EXPECT_EQ(count, columns);  // equal neighbours: p1 = p2 = 0 is a crest
-  for (SimdLevel level : vectorLevelsHere()) {
-    EXPECT_EQ(crestKernelsFor(level).thinSoftRow(centre, columns + 2, slope.data(), slope.data(), columns, got.data()),
-              count);
-    EXPECT_TRUE(sameCrests(got, expected, count)) << simdLevelName(level);
+  CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0), std::vector<double>(size_t(columns), 1.0),
+                 std::vector<double>(size_t(columns), 1.0)};
+  std::vector<CrestPixel> got(size_t(columns) + 1);
+  for (SimdLevel level : levelsHere()) {
+    EXPECT_EQ(strokeKernelsFor(level).thinSoftRow(rows.centre(), columns + 2, rows.gx.data(), rows.gy.data(), columns,
+                                                  got.data()),
+              columns)
+        << simdLevelName(level);
+    EXPECT_TRUE(sameCrests(got, thinSoftOnePixel(rows, rows.gx.data(), rows.gy.data()), columns));
+  }
+}
+
+// "scribble"'s row numbers at every vector width against the scalar level:
+// directions all round the circle and far outside it (the scalar fallback),
+// NaN and signed zeros; slopes of both signs through every plane
+// combination and both depths; corners on, above and below each level.
+TEST(ScribbleWidths, EveryWidthGivesTheScalarNumbers) {
+  const StrokeKernels scalar = strokeKernelsFor(SIMD_SCALAR);
+  uint32_t state = 11;
+  for (int32_t count : {1, 7, 33, 257}) {
+    std::vector<double> directions(static_cast<size_t>(count)), gx(directions.size()), gy(directions.size());
+    for (int32_t j = 0; j < count; ++j) {
+      directions[j] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.000314159;
+      gx[j] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0713;
+      gy[j] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0291;
+    }
+    if (count > 5) directions[1] = 1e12, directions[2] = std::numeric_limits<double>::quiet_NaN(), directions[3] = -0.0;
+    gx[0] = -0.0;
+    for (int32_t angle : {0, 97, -250}) {
+      ScribbleNumbers n;
+      n.rotation = angle * 0.3333333 * 3.141592653 / 180.0;
+      n.strengthScale = 100.0;
+      n.strengthDivisor = angle == 97 ? 128.0 : 1.0;
+      n.weight = angle == -250 ? -40.0 : 110.0;
+      n.flatShare = (100.0 - n.weight) * 255.0;
+      for (int32_t band = 0; band < 3; ++band)
+        n.thresholds[band] = static_cast<float>(((band + 1) * 0.66666 - 1.0) * 3.141592653);
+      std::vector<float> angles(directions.size()), bands(directions.size()), gotAngles(angles), gotBands(bands);
+      scalar.scribbleTurn(directions.data(), count, n, angles.data(), bands.data());
+      // Two rows of corners: the turned angles and, below, some of them on
+      // the levels exactly.
+      std::vector<float> below(angles), belowBands(bands);
+      for (int32_t j = 0; j < count; j += 3) below[j] = n.thresholds[j % 3], belowBands[j] = static_cast<float>(j % 3);
+      for (int32_t planes = 0; planes < 4; ++planes) {
+        const double* x = planes & 1 ? gx.data() : nullptr;
+        const double* y = planes & 2 ? gy.data() : nullptr;
+        std::vector<int32_t> values(directions.size()), gotValues(values);
+        scalar.scribbleStrength(x, y, count, n, values.data());
+        for (SimdLevel level : levelsHere()) {
+          const StrokeKernels kernels = strokeKernelsFor(level);
+          SCOPED_TRACE(std::string(simdLevelName(level)) + " count " + std::to_string(count) + " angle " +
+                       std::to_string(angle) + " planes " + std::to_string(planes));
+          kernels.scribbleTurn(directions.data(), count, n, gotAngles.data(), gotBands.data());
+          EXPECT_EQ(std::memcmp(gotAngles.data(), angles.data(), angles.size() * sizeof(float)), 0);
+          EXPECT_EQ(gotBands, bands);
+          kernels.scribbleStrength(x, y, count, n, gotValues.data());
+          EXPECT_EQ(gotValues, values);
+        }
+      }
+      if (count < 2) continue;
+      const int32_t cellsWide = count - 1;
+      const float* corners[4] = {angles.data(), angles.data() + 1, below.data(), below.data() + 1};
+      const float* cornerBands[4] = {bands.data(), bands.data() + 1, belowBands.data(), belowBands.data() + 1};
+      std::vector<ScribbleCell> cells(static_cast<size_t>(count)), gotCells(cells.size());
+      const int32_t crossing = scalar.scribbleCrossings(corners, cornerBands, cellsWide, n, cells.data());
+      for (SimdLevel level : levelsHere()) {
+        ASSERT_EQ(strokeKernelsFor(level).scribbleCrossings(corners, cornerBands, cellsWide, n, gotCells.data()),
+                  crossing)
+            << simdLevelName(level) << " count " << count;
+        EXPECT_EQ(std::memcmp(gotCells.data(), cells.data(), sizeof(ScribbleCell) * size_t(crossing)), 0)
+            << simdLevelName(level) << " count " << count;
+      }
+    }
   }
 }
 

@@ -1,5 +1,5 @@
-// The crest tests eight doubles at a time (avx512), built for that target
-// alone; chosen at run time only where the CPU has it.
+// The stroke styles' row tests eight doubles at a time (avx512), built for
+// that target alone; chosen at run time only where the CPU has it.
 #include <immintrin.h>
 
 // GCC's own headers leave a don't-care operand of the masked forms behind
@@ -9,14 +9,19 @@
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #endif
 
-#include "engine/crest_rows.h"
+#include "engine/stroke_rows.h"
 
 namespace {
 
-struct CrestLanesAvx512 {
+struct StrokeLanesAvx512 {
   using V = __m512d;
   using M = __mmask8;
   static constexpr int32_t width = 8;
+  static V loadFloats(const float* p) { return _mm512_cvtps_pd(_mm256_loadu_ps(p)); }
+  static void storeFloats(float* p, V v) { _mm256_storeu_ps(p, _mm512_cvtpd_ps(v)); }
+  static V sqrt(V a) { return _mm512_sqrt_pd(a); }
+  static V min(V a, V b) { return _mm512_min_pd(a, b); }
+  static V truncateWhole(V a) { return _mm512_cvtepi32_pd(_mm512_cvttpd_epi32(a)); }
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static V splat(double x) { return _mm512_set1_pd(x); }
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
@@ -41,12 +46,4 @@ struct CrestLanesAvx512 {
 
 }  // namespace
 
-void thinHardRowAvx512(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                       double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
-  thinHardRowWith<CrestLanesAvx512>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);
-}
-
-int32_t thinSoftRowAvx512(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                          CrestPixel* crests) {
-  return thinSoftRowWith<CrestLanesAvx512>(m, stride, gx, gy, columns, crests);
-}
+ML_STROKE_ENTRIES(StrokeLanesAvx512, Avx512)

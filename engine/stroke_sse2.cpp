@@ -1,14 +1,23 @@
-// The crest tests two doubles at a time (sse2, every x86-64 CPU).
+// The stroke styles' row tests two doubles at a time (sse2, every x86-64 CPU).
 #include <emmintrin.h>
 
-#include "engine/crest_rows.h"
+#include "engine/stroke_rows.h"
 
 namespace {
 
-struct CrestLanesSse2 {
+struct StrokeLanesSse2 {
   using V = __m128d;
   using M = __m128d;
   static constexpr int32_t width = 2;
+  static V loadFloats(const float* p) {
+    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+  }
+  static void storeFloats(float* p, V v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
+  }
+  static V sqrt(V a) { return _mm_sqrt_pd(a); }
+  static V min(V a, V b) { return _mm_min_pd(a, b); }
+  static V truncateWhole(V a) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(a)); }
   static V load(const double* p) { return _mm_loadu_pd(p); }
   static V splat(double x) { return _mm_set1_pd(x); }
   static V add(V a, V b) { return _mm_add_pd(a, b); }
@@ -29,12 +38,4 @@ struct CrestLanesSse2 {
 
 }  // namespace
 
-void thinHardRowSse2(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                     double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
-  thinHardRowWith<CrestLanesSse2>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);
-}
-
-int32_t thinSoftRowSse2(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                        CrestPixel* crests) {
-  return thinSoftRowWith<CrestLanesSse2>(m, stride, gx, gy, columns, crests);
-}
+ML_STROKE_ENTRIES(StrokeLanesSse2, Sse2)

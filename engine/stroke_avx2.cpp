@@ -1,15 +1,20 @@
-// The crest tests four doubles at a time (avx2), built for that target
-// alone; chosen at run time only where the CPU has it.
+// The stroke styles' row tests four doubles at a time (avx2), built for that
+// target alone; chosen at run time only where the CPU has it.
 #include <immintrin.h>
 
-#include "engine/crest_rows.h"
+#include "engine/stroke_rows.h"
 
 namespace {
 
-struct CrestLanesAvx2 {
+struct StrokeLanesAvx2 {
   using V = __m256d;
   using M = __m256d;
   static constexpr int32_t width = 4;
+  static V loadFloats(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
+  static void storeFloats(float* p, V v) { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
+  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
+  static V min(V a, V b) { return _mm256_min_pd(a, b); }
+  static V truncateWhole(V a) { return _mm256_cvtepi32_pd(_mm256_cvttpd_epi32(a)); }
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static V splat(double x) { return _mm256_set1_pd(x); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
@@ -32,12 +37,4 @@ struct CrestLanesAvx2 {
 
 }  // namespace
 
-void thinHardRowAvx2(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                     double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
-  thinHardRowWith<CrestLanesAvx2>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);
-}
-
-int32_t thinSoftRowAvx2(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                        CrestPixel* crests) {
-  return thinSoftRowWith<CrestLanesAvx2>(m, stride, gx, gy, columns, crests);
-}
+ML_STROKE_ENTRIES(StrokeLanesAvx2, Avx2)
