@@ -305,4 +305,38 @@ TEST(StrokeBands, ContourCellsThroughABandEqualTheWholePlane) {
   EXPECT_EQ(banded.bytes(), whole.bytes());
 }
 
+// A dot inside the plane raises its four cells at once; each must come out
+// as the one-cell raise gives it: the share if larger than the cell, at
+// most 255, truncated. Values of every sign and size, NaN and infinity,
+// drawn over cells already raised.
+TEST(StrokeBands, DotsRaiseEachCellAsOneAtATime) {
+  const int32_t side = 16;
+  BandPlane drawn(side, side, 0);
+  std::vector<float> expected(size_t(side) * side, 0.0f);
+  auto raise = [&](int32_t x, int32_t y, float share) {
+    float& cell = expected[size_t(y) * side + x];
+    float v = share > cell ? share : cell;
+    if (v > 255.0f) v = 255.0f;
+    cell = static_cast<float>(static_cast<int32_t>(v));
+  };
+  uint32_t state = 29;
+  const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), -1e30f,
+                       1e30f, -0.0f, 255.9f, 0.99f};
+  for (int32_t i = 0; i < 3000; ++i) {
+    const float x = static_cast<float>(nextRandom(&state) % 1400) * 0.01f;
+    const float y = static_cast<float>(nextRandom(&state) % 1400) * 0.01f;
+    const float value = i % 10 == 0 ? odd[(i / 10) % 7] : static_cast<float>(nextRandom(&state) % 700) * 0.5f - 50.0f;
+    drawStrokeDot(x, y, &drawn.session.strokePlane, value);
+    const int32_t ix = static_cast<int32_t>(x), iy = static_cast<int32_t>(y);
+    const float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);
+    const float left = value - value * fx, right = value * fx;
+    raise(ix, iy, left - left * fy);
+    raise(ix + 1, iy, right - right * fy);
+    raise(ix, iy + 1, left * fy);
+    raise(ix + 1, iy + 1, right * fy);
+  }
+  const std::vector<uint8_t> bytes = drawn.bytes();
+  for (size_t i = 0; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], expected[i]) << "cell " << i;
+}
+
 }  // namespace
