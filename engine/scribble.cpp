@@ -3,6 +3,8 @@
 // its lowest corner, so edges turn into loops and hatching. "halo" compares
 // the scaled slope with the picture's own brightness, so the edge value dips
 // to 0 along lines on either side of strong edges.
+#include <emmintrin.h>
+
 #include <cstdint>
 #include <vector>
 
