@@ -103,8 +103,12 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
 void drawBandDot(StrokeBand* band, float x, float y, float value) {
   int32_t ix, iy;
   if (!dotCorner(band->plane, x, y, &ix, &iy)) return;
-  // Both rows of cells, and the rows a clamped read can fall on, are the
-  // band's own: the ends of the owned range reach past the plane's ends.
+  // A dot with no cell inside the plane changes nothing; left out here, the
+  // clamped reads of the rest fall on the dot's own rows.
+  const PixelMap* plane = band->plane;
+  if (ix < -1 || iy < -1 || ix > plane->levelMaxX[0] || iy > plane->levelMaxY[0]) return;
+  // Both rows of cells are the band's own; the ends of the owned range
+  // reach past the plane's ends.
   if (iy >= band->ownTop && iy < band->ownBottom - 1)
     drawDotAt(x, y, ix, iy, band->plane, value);
   else
