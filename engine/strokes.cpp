@@ -62,22 +62,20 @@ void drawDotAt(float x, float y, int32_t ix, int32_t iy, PixelMap* plane, float 
       // The four raises at once. A share above the cell truncates to at
       // least the cell, one not above it to at most the cell, so each cell
       // becomes the larger of its byte and its share limited to 0..255 and
-      // truncated (NaN counting as 0): the byte maximum of two groups of
-      // four. The shares are the same four products and differences.
+      // truncated (NaN counting as 0). The shares are the same four
+      // products and differences.
       const __m128 sides = _mm_setr_ps(left, right, 0.0f, 0.0f);
       const __m128 lower = _mm_mul_ps(sides, _mm_set1_ps(fy));
       const __m128 shares = _mm_movelh_ps(_mm_sub_ps(sides, lower), lower);
       const __m128 limited = _mm_min_ps(_mm_max_ps(shares, _mm_setzero_ps()), _mm_set1_ps(255.0f));
-      const __m128i whole = _mm_cvttps_epi32(limited);
-      const __m128i raised = _mm_packus_epi16(_mm_packs_epi32(whole, whole), whole);
-      uint16_t topPair, bottomPair;
-      std::memcpy(&topPair, top, 2);
-      std::memcpy(&bottomPair, bottom, 2);
-      const __m128i cells = _mm_cvtsi32_si128(static_cast<int32_t>(topPair | static_cast<uint32_t>(bottomPair) << 16));
-      const uint32_t result = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_max_epu8(cells, raised)));
-      topPair = static_cast<uint16_t>(result), bottomPair = static_cast<uint16_t>(result >> 16);
-      std::memcpy(top, &topPair, 2);
-      std::memcpy(bottom, &bottomPair, 2);
+      alignas(16) int32_t raised[4];
+      _mm_store_si128(reinterpret_cast<__m128i*>(raised), _mm_cvttps_epi32(limited));
+      // A byte at a time, so that a read of a cell the previous dot wrote
+      // is served from that write.
+      top[0] = static_cast<uint8_t>(top[0] > raised[0] ? top[0] : raised[0]);
+      top[1] = static_cast<uint8_t>(top[1] > raised[1] ? top[1] : raised[1]);
+      bottom[0] = static_cast<uint8_t>(bottom[0] > raised[2] ? bottom[0] : raised[2]);
+      bottom[1] = static_cast<uint8_t>(bottom[1] > raised[3] ? bottom[1] : raised[3]);
       return;
     }
     raiseInside(top, left - left * fy);
