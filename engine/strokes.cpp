@@ -33,10 +33,6 @@ inline void raiseInside(uint8_t* cell, float share) {
   *cell = static_cast<uint8_t>(static_cast<int32_t>(v));
 }
 
-}  // namespace
-
-namespace {
-
 // False when all four cells of a dot at (x, y) lie outside the plane, so
 // that it changes nothing; the test also keeps the conversions below
 // defined for any coordinate. Otherwise the top-left cell.

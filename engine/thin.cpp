@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "session/session.h"
-#include "engine/stroke_kernels.h"
 #include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
+#include "engine/stroke_kernels.h"
 #include "engine/styles.h"
 #include "image/rect.h"
 #include "numeric/portable_math.h"
