@@ -66,6 +66,7 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
 
     std::vector<int32_t> values(static_cast<size_t>(columns));
     std::vector<ScribbleCell> cells(static_cast<size_t>(columns) + 1);
+    std::vector<StrokeDot> dots(static_cast<size_t>(columns) * 2);
     for (int32_t r = begin; r < end; ++r) {
       const size_t at = static_cast<size_t>(r + 1 - firstRow) * width + 1;
       const float* t0 = turned.data() + at;
@@ -90,13 +91,17 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
         cornerBands[1] = cornerBands[3] = k0 + 1;
       }
       const int32_t count = kernels.scribbleCrossings(corners, cornerBands, columns, numbers, cells.data());
-      // The contours of the row, in the order of its cells.
+      // The contours of the row, in the order of its cells: the dots of
+      // all of them first, whose numbers do not depend on the plane, then
+      // the raises, each of which waits for the cells before it.
       const int32_t y = r + tileTop;
+      int32_t dotCount = 0;
       for (int32_t k = 0; k < count; ++k) {
         const ScribbleCell& cell = cells[k];
-        contourCell(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + tileLeft, y, strokeBand,
-                    values[cell.column]);
+        dotCount += contourDots(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + tileLeft, y,
+                                values[cell.column], dots.data() + dotCount);
       }
+      for (int32_t k = 0; k < dotCount; ++k) drawBandDot(strokeBand, dots[k].x, dots[k].y, dots[k].value);
     }
   });
 }

@@ -223,37 +223,37 @@ const CellSegments CELL_SEGMENTS[16] = {
 };
 
 // One dot stands for the segment: at its middle, as strong as it is long.
-inline void dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, StrokeBand* band,
-                          int32_t value) {
+inline StrokeDot dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, int32_t value) {
   double dx = x0 - x1, dy = y0 - y1;
   double strength = numeric::squareRoot(dy * dy + dx * dx) * value;
-  drawBandDot(band, static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y),
-              static_cast<float>(strength));
+  return StrokeDot{static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y),
+                   static_cast<float>(strength)};
 }
 
 }  // namespace
 
-void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
-                 int32_t value) {
-  if (pixelMapEmpty(plane)) return;
-  StrokeBand whole{plane, INT32_MIN, INT32_MAX, nullptr};
-  contourCell(a00, a01, a10, a11, threshold, x, y, &whole, value);
-}
-
-void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, StrokeBand* band,
-                 int32_t value) {
+int32_t contourDots(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, int32_t value,
+                    StrokeDot dots[2]) {
   int32_t index = (a00 > threshold ? 1 : 0) + (a01 > threshold ? 2 : 0) + (a10 > threshold ? 4 : 0) +
                   (a11 > threshold ? 8 : 0);
   const CellSegments& segments = CELL_SEGMENTS[index];
-  if (segments.count == 0) return;
+  if (segments.count == 0) return 0;
   const Crossings c = crossings(a00 - threshold, a01 - threshold, a10 - threshold, a11 - threshold);
   // The points on the four sides, looked up by side rather than branched to.
   const double across[4] = {c.top, 0.0, 1.0, c.bottom};
   const double down[4] = {0.0, c.left, c.right, 1.0};
   for (int32_t k = 0; k < segments.count; ++k) {
     const CellSide from = segments.ends[k][0], to = segments.ends[k][1];
-    dotForSegment(across[from], down[from], across[to], down[to], x, y, band, value);
+    dots[k] = dotForSegment(across[from], down[from], across[to], down[to], x, y, value);
   }
+  return segments.count;
+}
+
+void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
+                 int32_t value) {
+  StrokeDot dots[2];
+  const int32_t count = contourDots(a00, a01, a10, a11, threshold, x, y, value, dots);
+  for (int32_t k = 0; k < count; ++k) drawStrokeDot(dots[k].x, dots[k].y, plane, dots[k].value);
 }
 
 // One pixel at a time: the reference every vector width matches.

@@ -81,8 +81,9 @@ struct StrokeBand {
   std::vector<StrokeDot>* spill;
 };
 void drawBandDot(StrokeBand* band, float x, float y, float value);
-void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, StrokeBand* band,
-                 int32_t value);
+// The dots contourCell draws, into dots[0..count-1]; returns the count.
+int32_t contourDots(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, int32_t value,
+                    StrokeDot dots[2]);
 // task(context, begin, end, band) draws the strokes of core rows
 // begin .. end-1 through drawBandDot; bands run in any order, on any
 // thread, and never call the host.

@@ -291,14 +291,19 @@ TEST(StrokeBands, EveryThreadCountGivesTheDotsDrawnInAnyOrder) {
   forceRenderThreads(platformCoreCount());
 }
 
-// Contour cells drawn through a band keep the whole plane's numbers.
-TEST(StrokeBands, ContourCellsThroughABandEqualTheWholePlane) {
+// Contour dots drawn through a band keep the whole plane's numbers; a
+// saddle cell gives two.
+TEST(StrokeBands, ContourDotsThroughABandEqualTheWholePlane) {
   BandPlane whole(12, 12, 0), banded(12, 12, 0);
   std::vector<StrokeDot> spill;
   StrokeBand band{&banded.session.strokePlane, 4, 8, &spill};
   for (int32_t y = 2; y < 9; ++y) {
-    contourCell(1.0f, -0.5f, -1.0f, 0.25f, 0.0f, 3, y, &whole.session.strokePlane, 180);
-    contourCell(1.0f, -0.5f, -1.0f, 0.25f, 0.0f, 3, y, &band, 180);
+    const float saddle = y % 2 ? 1.0f : -1.0f;
+    contourCell(1.0f, -0.5f, -1.0f, 0.25f * saddle, 0.0f, 3, y, &whole.session.strokePlane, 180);
+    StrokeDot dots[2];
+    const int32_t count = contourDots(1.0f, -0.5f, -1.0f, 0.25f * saddle, 0.0f, 3, y, 180, dots);
+    EXPECT_EQ(count, y % 2 ? 2 : 1);
+    for (int32_t k = 0; k < count; ++k) drawBandDot(&band, dots[k].x, dots[k].y, dots[k].value);
   }
   EXPECT_FALSE(spill.empty());  // the rows outside 4 .. 7 wait
   for (const StrokeDot& dot : spill) drawStrokeDot(dot.x, dot.y, &banded.session.strokePlane, dot.value);
