@@ -8,6 +8,7 @@
 
 #include <libgimp/gimp.h>
 
+#include "gimp/picture_rows.h"
 #include "pihost/host_image.h"
 
 struct DrawableLayout {
@@ -23,12 +24,3 @@ DrawableLayout drawableLayout(gint32 image, gint32 drawable);
 // Reads the rectangle (x, y, width, height) of the drawable into `picture`.
 void readDrawableRect(gint32 drawable, const DrawableLayout& layout, gint x, gint y, gint width, gint height,
                       HostImage* picture);
-
-// The samples of a picture, as the format of its layout holds them.
-inline const void* pictureSamples(const HostImage& picture) {
-  return picture.depth == 16 ? static_cast<const void*>(picture.words.data())
-                             : static_cast<const void*>(picture.bytes.data());
-}
-inline size_t pictureRowBytes(const HostImage& picture) {
-  return size_t(picture.width) * size_t(imagePlanes(picture)) * (picture.depth == 16 ? 2u : 1u);
-}

@@ -1,5 +1,7 @@
 #include "pihost/host_session.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <initializer_list>
 #include <utility>
@@ -47,6 +49,20 @@ void commitPendingOutput(HostSession* s) {
   s->outputPending = false;
 }
 
+// Tells a streaming host which rows the coming buffers take and where the
+// output stands, and waits until the rows are there.
+void announceRows(HostSession* s) {
+  const FilterRecord& r = s->record;
+  int32_t top = INT32_MAX, bottom = INT32_MIN;
+  for (const Rect& rect : {r.inRect, r.outRect}) {
+    if (rectEmpty(rect)) continue;
+    top = std::min<int32_t>(top, rect.top);
+    bottom = std::max<int32_t>(bottom, rect.bottom);
+  }
+  if (top >= bottom) top = bottom = 0;
+  s->rowsHook(s->rowsHookContext, top, bottom, rectEmpty(r.outRect) ? -1 : r.outRect.top);
+}
+
 // Cuts the rectangles the record asks for into fresh buffers.
 OSErr fillBuffers(HostSession* s) {
   FilterRecord& r = s->record;
@@ -57,6 +73,7 @@ OSErr fillBuffers(HostSession* s) {
   clearHostBuffer(&s->inBuffer);
   clearHostBuffer(&s->outBuffer);
   clearHostBuffer(&s->maskBuffer);
+  if (s->rowsHook) announceRows(s);
 
   const bool sampling = r.samplingSupport != 0;
   const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;
