@@ -216,7 +216,8 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   // The filter's time above includes its waits for rows.
   timer.add("wait", transfer.counts.filterWaitMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
-             std::to_string(transfer.counts.stripsWritten) + ", shm " + (gimp_shm_ID() >= 0 ? "yes" : "no") +
+             std::to_string(transfer.counts.stripsWritten) + " (" +
+             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), shm " + (gimp_shm_ID() >= 0 ? "yes" : "no") +
              ", own format " + (layout.format == gimp_drawable_get_format(drawable) ? "yes" : "no"));
   return true;
 }

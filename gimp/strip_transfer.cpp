@@ -124,6 +124,7 @@ void transferLoop(StripTransfer* t) {
       t->changed.notify_all();
       if (send) {
         t->counts.stripsWritten++;
+        if (!atEnd) t->counts.stripsWrittenEarly++;
         hold.unlock();
         t->moves.send(t->moves.context);
         hold.lock();
@@ -164,6 +165,7 @@ void stripTransferRows(void* context, int32_t top, int32_t bottom, int32_t outpu
       for (size_t s = 0; s < t->written.size(); ++s)
         if (!finished(*t, int32_t(s))) t->written[s] = Written::No;
     }
+    t->changed.notify_all();
   }
   top = std::max(top, 0);
   bottom = std::min(bottom, t->source->height);
@@ -205,4 +207,8 @@ StripTransferCounts stripTransferFinish(StripTransfer* t, bool keep) {
   if (t->worker.joinable()) t->worker.join();
   t->counts.tailMs = msSince(start);
   return t->counts;
+}
+
+StripTransfer::~StripTransfer() {
+  if (worker.joinable()) stripTransferFinish(this, false);
 }

@@ -45,11 +45,19 @@ struct StripMoves {
 struct StripTransferCounts {
   int32_t stripsRead = 0;
   int32_t stripsWritten = 0;   // writes of a strip, a strip written twice counts twice
+  int32_t stripsWrittenEarly = 0;  // of those, the ones sent while the filter still ran
   double filterWaitMs = 0;     // time the filter waited for its rows
   double tailMs = 0;           // time from the filter's end until every strip was sent
 };
 
 struct StripTransfer {
+  StripTransfer() = default;
+  StripTransfer(const StripTransfer&) = delete;
+  StripTransfer& operator=(const StripTransfer&) = delete;
+  // Stops a thread still running (a run left by an exception) instead of
+  // ending the process.
+  ~StripTransfer();
+
   // Set before stripTransferStart.
   StripMoves moves;
   int32_t stripRows = 64;     // strips lie on this grid of the picture's rows
