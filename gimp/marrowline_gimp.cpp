@@ -86,10 +86,12 @@ struct StepTimer {
   bool on = g_getenv("MARROWLINE_GIMP_TIMING") != nullptr;
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
   std::string line;
-  void step(const char* name) {
+  // Milliseconds since the last call.
+  double lap() {
     const auto now = std::chrono::steady_clock::now();
-    add(name, std::chrono::duration<double, std::milli>(now - start).count());
+    const double ms = std::chrono::duration<double, std::milli>(now - start).count();
     start = now;
+    return ms;
   }
   void add(const char* name, double ms) {
     line += std::string(line.empty() ? "" : ", ") + name + " " + std::to_string(int64_t(ms + 0.5)) + " ms";
@@ -195,16 +197,18 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
     hooks.cancelled = progressCancelled;
     hooks.context = &progress;
   }
-  timer.step("read");
+  timer.add("read", timer.lap());
 
   const int16_t result =
       runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
   unloadPluginModule(&module);
-  timer.step("filter");
+  // The run ends with sending the strips the filter finished last: that
+  // part is the write's. The filter's time includes its waits for rows.
+  const double runMs = timer.lap();
   if (result == 0 && !streaming) stageStrip(&moves, picture, y, y + height);
   g_object_unref(moves.shadow);
   g_object_unref(moves.buffer);
-  timer.step("write");
+  const double writeMs = timer.lap() + transfer.counts.tailMs;
   if (result != 0) {
     *cancelled = result == userCanceledErr || progress.cancelled || transfer.cancelled;
     return false;
@@ -212,13 +216,15 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   gimp_progress_update(1.0);
   gimp_drawable_merge_shadow(drawable, TRUE);
   gimp_drawable_update(drawable, x, y, width, height);
-  timer.step("merge");
-  // The filter's time above includes its waits for rows.
+  timer.add("filter", runMs - transfer.counts.tailMs);
+  timer.add("write", writeMs);
+  timer.add("merge", timer.lap());
   timer.add("wait", transfer.counts.filterWaitMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
              std::to_string(transfer.counts.stripsWritten) + " (" +
-             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), shm " + (gimp_shm_ID() >= 0 ? "yes" : "no") +
-             ", own format " + (layout.format == gimp_drawable_get_format(drawable) ? "yes" : "no"));
+             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), shm " +
+             (gimp_shm_ID() >= 0 ? "yes" : "no") + ", own format " +
+             (layout.format == gimp_drawable_get_format(drawable) ? "yes" : "no"));
   return true;
 }
 
