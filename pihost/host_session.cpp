@@ -54,11 +54,14 @@ void commitPendingOutput(HostSession* s) {
 void announceRows(HostSession* s) {
   const FilterRecord& r = s->record;
   int32_t top = INT32_MAX, bottom = INT32_MIN;
-  for (const Rect& rect : {r.inRect, r.outRect}) {
-    if (rectEmpty(rect)) continue;
-    top = std::min<int32_t>(top, rect.top);
-    bottom = std::max<int32_t>(bottom, rect.bottom);
-  }
+  auto take = [&](const Rect& rect, int64_t rate) {
+    if (rectEmpty(rect)) return;
+    // A sampled rectangle counts in steps of `rate` picture rows.
+    top = std::min<int32_t>(top, int32_t((rect.top * rate) >> 16));
+    bottom = std::max<int32_t>(bottom, int32_t((int64_t(rect.bottom - 1) * rate >> 16) + 1));
+  };
+  take(r.inRect, r.samplingSupport != 0 && r.inputRate > 0 ? r.inputRate : 0x10000);
+  take(r.outRect, 0x10000);
   if (top >= bottom) top = bottom = 0;
   s->rowsHook(s->rowsHookContext, top, bottom, rectEmpty(r.outRect) ? -1 : r.outRect.top);
 }
