@@ -85,6 +85,28 @@ void prepare(StripTransfer* t, FakeGimp* gimp, int32_t top, int32_t bottom) {
   t->outputRight = gimp->right;
 }
 
+// Starts the transfer over two pictures sized like the drawable, as the
+// session holds them, without the filter.
+void startWithoutFilter(StripTransfer* t, FakeGimp* gimp, int32_t top, int32_t bottom, HostImage* source,
+                        HostImage* filtered) {
+  prepare(t, gimp, top, bottom);
+  const HostImage& d = gimp->drawable;
+  hostImageAllocate(source, d.width, d.height, d.colorPlanes, d.hasAlpha, d.depth, 0);
+  *filtered = *source;
+  stripTransferStart(t, source, filtered);
+}
+
+// Polls `done` (which the transfer thread makes true) for up to ten seconds.
+template <typename Done>
+bool eventually(Done done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
 bool sameRows(const HostImage& a, const HostImage& b, int32_t left, int32_t top, int32_t right, int32_t bottom) {
   for (int32_t y = top; y < bottom; ++y)
     for (int32_t x = left; x < right; ++x)
@@ -130,11 +152,8 @@ TEST(GimpStripTransfer, StripsSentBeforeAWalkBackAreSentAgain) {
   const HostImage drawable = makeTestPicture(100, 640, 1, false, 8, 4);
   FakeGimp gimp = fakeGimpFor(drawable, 20, 80);
   StripTransfer transfer;
-  prepare(&transfer, &gimp, 64, 576);
   HostImage source, filtered;
-  hostImageAllocate(&source, 100, 640, 1, false, 8, 0);
-  filtered = source;
-  stripTransferStart(&transfer, &source, &filtered);
+  startWithoutFilter(&transfer, &gimp, 64, 576, &source, &filtered);
   auto bump = [&](int32_t from, int32_t to) {
     for (int32_t y = from; y < to; ++y)
       for (int32_t x = 20; x < 80; ++x) setHostSample(&filtered, x, y, 0, hostSample(filtered, x, y, 0) ^ 0x55);
@@ -148,15 +167,10 @@ TEST(GimpStripTransfer, StripsSentBeforeAWalkBackAreSentAgain) {
     if (walk == 0) {
       // Let the first walk's finished strips go out before going back.
       stripTransferRows(&transfer, 448, 448, 448);
-      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-      for (;;) {
-        {
-          std::lock_guard<std::mutex> hold(transfer.lock);
-          if (transfer.counts.stripsWritten >= 6) break;
-        }
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      }
+      ASSERT_TRUE(eventually([&] {
+        std::lock_guard<std::mutex> hold(transfer.lock);
+        return transfer.counts.stripsWritten >= 6;
+      }));
     }
   }
   const StripTransferCounts counts = stripTransferFinish(&transfer, true);
@@ -178,18 +192,11 @@ TEST(GimpStripTransfer, RefusedProgressCancelsAndAFailedRunSendsNothing) {
   FakeGimp gimp = fakeGimpFor(drawable, 0, 64);
   gimp.refuseProgress = true;
   StripTransfer transfer;
-  prepare(&transfer, &gimp, 0, 256);
   HostImage source, filtered;
-  hostImageAllocate(&source, 64, 256, 3, false, 8, 0);
-  filtered = source;
-  stripTransferStart(&transfer, &source, &filtered);
+  startWithoutFilter(&transfer, &gimp, 0, 256, &source, &filtered);
   stripTransferRows(&transfer, 0, 64, 0);
   stripTransferProgress(&transfer, 1, 2);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!stripTransferCancelled(&transfer)) {
-    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  ASSERT_TRUE(eventually([&] { return stripTransferCancelled(&transfer); }));
   EXPECT_EQ(stripTransferFinish(&transfer, false).stripsWritten, 0);
   HostImage empty;
   hostImageAllocate(&empty, 64, 256, 3, false, 8, 0);
