@@ -29,7 +29,7 @@ bool finished(const StripTransfer& t, int32_t strip) { return outBottom(t, strip
 
 bool rowsPresent(const StripTransfer& t, int32_t top, int32_t bottom) {
   for (int32_t s = top / t.stripRows; s * t.stripRows < bottom; ++s)
-    if (!t.present[size_t(s)]) return false;
+    if (!t.present[size_t(s)].load(std::memory_order_acquire)) return false;
   return true;
 }
 
@@ -107,7 +107,7 @@ void transferLoop(StripTransfer* t) {
       hold.unlock();
       t->moves.read(t->moves.context, t->source, t->filtered, stripTop(*t, strip), stripBottom(*t, strip));
       hold.lock();
-      t->present[size_t(strip)] = 1;
+      t->present[size_t(strip)].store(1, std::memory_order_release);
       t->counts.stripsRead++;
       t->changed.notify_all();
     } else if (job == Job::Write) {
@@ -135,7 +135,7 @@ void transferLoop(StripTransfer* t) {
       hold.unlock();
       const bool go = t->moves.progress(t->moves.context, fraction);
       hold.lock();
-      if (!go) t->cancelled = true;
+      if (!go) t->cancelled.store(true);
     }
   }
 }
@@ -145,7 +145,8 @@ void transferLoop(StripTransfer* t) {
 void stripTransferStart(StripTransfer* t, HostImage* source, HostImage* filtered) {
   t->source = source;
   t->filtered = filtered;
-  t->present.assign(size_t(stripCount(*t)), 0);
+  t->present = std::vector<std::atomic<uint8_t>>(size_t(stripCount(*t)));
+  for (auto& strip : t->present) strip.store(0);
   t->written.assign(size_t(stripCount(*t)), Written::No);
   t->finishedTop = t->outputTop;
   t->worker = std::thread(transferLoop, t);
@@ -153,9 +154,15 @@ void stripTransferStart(StripTransfer* t, HostImage* source, HostImage* filtered
 
 void stripTransferRows(void* context, int32_t top, int32_t bottom, int32_t outputTop) {
   auto* t = static_cast<StripTransfer*>(context);
+  top = std::max(top, 0);
+  bottom = std::min(bottom, t->source->height);
+  // Mostly the rows are there and the output is where it was.
+  const bool newOutput = outputTop >= 0 && outputTop != t->announcedOutputTop;
+  if (!newOutput && (top >= bottom || rowsPresent(*t, top, bottom))) return;
   const auto start = Clock::now();
   std::unique_lock<std::mutex> hold(t->lock);
-  if (outputTop >= 0) {
+  if (newOutput) {
+    t->announcedOutputTop = outputTop;
     const bool back = outputTop < t->finishedTop;
     t->finishedTop = std::max(outputTop, t->outputTop);
     if (back) {
@@ -167,8 +174,6 @@ void stripTransferRows(void* context, int32_t top, int32_t bottom, int32_t outpu
     }
     t->changed.notify_all();
   }
-  top = std::max(top, 0);
-  bottom = std::min(bottom, t->source->height);
   if (top < bottom) {
     t->needTop = top;
     t->needBottom = bottom;
@@ -182,16 +187,15 @@ void stripTransferProgress(void* context, int32_t done, int32_t total) {
   auto* t = static_cast<StripTransfer*>(context);
   if (total <= 0) return;
   const double fraction = double(std::clamp(done, 0, total)) / double(total);
+  if (int32_t(fraction * 100.0) == t->announcedPercent) return;
+  t->announcedPercent = int32_t(fraction * 100.0);
   std::lock_guard<std::mutex> hold(t->lock);
-  if (int32_t(fraction * 100.0) == int32_t(t->fraction * 100.0)) return;
   t->fraction = fraction;
   t->changed.notify_all();
 }
 
 bool stripTransferCancelled(void* context) {
-  auto* t = static_cast<StripTransfer*>(context);
-  std::lock_guard<std::mutex> hold(t->lock);
-  return t->cancelled;
+  return static_cast<StripTransfer*>(context)->cancelled.load();
 }
 
 StripTransferCounts stripTransferFinish(StripTransfer* t, bool keep) {

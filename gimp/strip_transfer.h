@@ -21,6 +21,7 @@
 // transfer thread, one at a time.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -66,14 +67,17 @@ struct StripTransfer {
   int32_t outputLeft = 0;     // and the columns, for telling a changed strip
   int32_t outputRight = 0;
 
-  // Internal state, guarded by `lock`.
+  // Internal state, guarded by `lock` but for the atomics: the filter's
+  // hooks run once a tile, and on a busy machine a transfer thread put off
+  // while holding the lock would hold up the filter, so they look at the
+  // atomics and take the lock only when something changes.
   enum class Written : uint8_t { No, Deferred, Yes };
   std::mutex lock;
   std::condition_variable changed;
   std::thread worker;
   HostImage* source = nullptr;
   HostImage* filtered = nullptr;
-  std::vector<uint8_t> present;
+  std::vector<std::atomic<uint8_t>> present;  // set (under the lock) once a strip's rows are in
   std::vector<Written> written;
   int32_t needTop = 0, needBottom = 0;  // the rows the filter waits for
   int32_t finishedTop = 0;              // output rows above this are final
@@ -83,8 +87,11 @@ struct StripTransfer {
   bool abandoned = false;
   double fraction = 0;
   int32_t percentShown = -1;
-  bool cancelled = false;
+  std::atomic<bool> cancelled{false};
   StripTransferCounts counts;
+  // The filter thread's own: what it last announced.
+  int32_t announcedOutputTop = -1;
+  int32_t announcedPercent = -1;
 };
 
 // Starts the transfer thread for the session's two pictures (sized already).
