@@ -21,6 +21,13 @@ struct DrawableLayout {
 
 DrawableLayout drawableLayout(gint32 image, gint32 drawable);
 
+// Sizes `picture` for the drawable's pixels in `layout`, all samples 0. The
+// memory of a large picture is asked for in 2 MB pages where the system
+// grants them: its first touch then takes a few dozen page faults instead of
+// thousands, which on a busy machine is tens of milliseconds before the
+// filter can start.
+void allocateDrawablePicture(HostImage* picture, gint width, gint height, const DrawableLayout& layout);
+
 // Reads the rectangle (x, y, width, height) of the drawable into `picture`.
 void readDrawableRect(gint32 drawable, const DrawableLayout& layout, gint x, gint y, gint width, gint height,
                       HostImage* picture);

@@ -180,7 +180,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
 
   // The filter reads a margin round its rectangle, so it gets the whole drawable.
   HostImage picture;
-  hostImageAllocate(&picture, drawableWidth, drawableHeight, layout.colorPlanes, layout.alpha, layout.depth, 0);
+  allocateDrawablePicture(&picture, drawableWidth, drawableHeight, layout);
   StripTransfer transfer;
   ProgressState progress;
   if (streaming) {
