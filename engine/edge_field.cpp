@@ -2,6 +2,9 @@
 
 #include <emmintrin.h>
 
+#include <atomic>
+#include <thread>
+
 #include "engine/field_kernels.h"
 #include "numeric/portable_math.h"
 #include "platform/threads.h"
@@ -85,27 +88,38 @@ void takeSourceBytes(uint16_t selector, const uint8_t* p, size_t count, double* 
   takeSourceSamples<uint8_t>(selector, p, count - i, source + i);
 }
 
-// Rows per band: enough work per part to pay for handing it over.
-constexpr int32_t BAND_ROWS = 16;
+// Gradient rows per band: a band's source and smoothed rows were written
+// moments before the band reads them, so they come from the core's cache.
+constexpr int32_t FIELD_BAND_ROWS = 16;
+// A run lends the 80 rows after its start to the run above, so every run but
+// the last holds at least that many.
+constexpr int32_t MIN_RUN_ROWS = 80;
+constexpr int32_t MAX_RUNS = 64;
 
-int32_t bandCount(int32_t rows) { return (rows + BAND_ROWS - 1) / BAND_ROWS; }
-
+// The tile is cut into runs of gradient rows, one per thread. A run writes
+// the rows of every plane from its first gradient row up to the next run's
+// (the last run to each plane's end), walking them band by band: source rows,
+// then the smoothed rows they allow, then the gradient rows. The rows a run
+// reads below its own are the next run's first 80 source and 40 smoothed
+// rows, which that run writes before anything else and then announces.
 struct FieldJob {
   const FieldKernels& passes;
   uint16_t selector;
   const PixelMap* tile;
-  int32_t rows0;
   double* source;
   int32_t t;
   const double *g, *d;
   int32_t n;
   double *smoothedDown, *smoothedAcross, *gradientX, *gradientY;
-  int32_t rows1, rows2;
+  int32_t rows0, rows1, rows2;  // rows written of source, smoothed and gradient planes
+  FieldRowsDone rowsDone;
+  void* rowsDoneContext;
+  int32_t runs;
+  int32_t runStart[MAX_RUNS + 1];
+  std::atomic<int32_t> headReady[MAX_RUNS];
 };
 
-void sourceBand(void* context, int32_t band) {
-  const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows0 ? begin + BAND_ROWS : job.rows0;
+void takeSourceRows(const FieldJob& job, int32_t begin, int32_t end) {
   const size_t first = static_cast<size_t>(begin) * job.t, count = static_cast<size_t>(end - begin) * job.t;
   if (job.tile->format == PIXEL_RGBA8)
     takeSourceBytes(job.selector, job.tile->pixels + first * 4, count, job.source + first);
@@ -114,17 +128,69 @@ void sourceBand(void* context, int32_t band) {
                                 job.source + first);
 }
 
-void smoothBand(void* context, int32_t band) {
-  const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows1 ? begin + BAND_ROWS : job.rows1;
-  job.passes.smoothRows(job.source, job.t, job.g, job.n, job.smoothedDown, job.smoothedAcross, begin, end);
+// The next run started before this one (see fieldRun), so its head is
+// written or being written; the wait is short and almost never happens.
+void waitForHead(const FieldJob& job, int32_t run) {
+  for (int32_t round = 0; job.headReady[run].load(std::memory_order_acquire) == 0; ++round) {
+    if (round < 1000)
+      _mm_pause();
+    else
+      std::this_thread::yield();
+  }
 }
 
-void slopeBand(void* context, int32_t band) {
-  const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows2 ? begin + BAND_ROWS : job.rows2;
-  job.passes.slopeRows(job.smoothedDown, job.smoothedAcross, job.t - 40, job.d, job.n, job.gradientX,
-                       job.gradientY, begin, end);
+struct RunCursor {
+  int32_t sourceDone, smoothDone;     // rows written so far
+  int32_t sourceOwned, smoothOwned;   // this run's rows end here
+  bool belowReady;                    // the next run's head may be read
+};
+
+// Writes the smoothed rows before `smoothEnd` that this run owns, and the
+// source rows they read.
+void extendRun(const FieldJob& job, int32_t run, RunCursor* cursor, int32_t smoothEnd) {
+  if (smoothEnd > cursor->smoothOwned) smoothEnd = cursor->smoothOwned;
+  int32_t sourceEnd = smoothEnd + 40 < cursor->sourceOwned ? smoothEnd + 40 : cursor->sourceOwned;
+  if (sourceEnd > cursor->sourceDone) {
+    takeSourceRows(job, cursor->sourceDone, sourceEnd);
+    cursor->sourceDone = sourceEnd;
+  }
+  if (smoothEnd <= cursor->smoothDone) return;
+  if (smoothEnd + 40 > cursor->sourceOwned && !cursor->belowReady) {
+    waitForHead(job, run + 1);
+    cursor->belowReady = true;
+  }
+  job.passes.smoothRows(job.source, job.t, job.g, job.n, job.smoothedDown, job.smoothedAcross, cursor->smoothDone,
+                        smoothEnd);
+  cursor->smoothDone = smoothEnd;
+}
+
+void fieldRun(void* context, int32_t part) {
+  FieldJob& job = *static_cast<FieldJob*>(context);
+  // Parts are taken in order, so the runs start from the bottom: a run only
+  // ever waits for one that some thread has already begun.
+  const int32_t run = job.runs - 1 - part;
+  const bool last = run == job.runs - 1;
+  const int32_t begin = job.runStart[run], end = job.runStart[run + 1];
+  RunCursor cursor{begin, begin, last ? job.rows0 : end, last ? job.rows1 : end, last};
+  extendRun(job, run, &cursor, begin + 40);
+  job.headReady[run].store(1, std::memory_order_release);
+  for (int32_t rowBegin = begin; rowBegin < end; rowBegin += FIELD_BAND_ROWS) {
+    const int32_t rowEnd = rowBegin + FIELD_BAND_ROWS < end ? rowBegin + FIELD_BAND_ROWS : end;
+    extendRun(job, run, &cursor, rowEnd + 40);
+    if (rowEnd + 40 > cursor.smoothOwned && !cursor.belowReady) {
+      waitForHead(job, run + 1);
+      cursor.belowReady = true;
+    }
+    job.passes.slopeRows(job.smoothedDown, job.smoothedAcross, job.t - 40, job.d, job.n, job.gradientX,
+                         job.gradientY, rowBegin, rowEnd);
+    if (job.rowsDone) job.rowsDone(job.rowsDoneContext, rowBegin, rowEnd);
+  }
+  // Rows no gradient row reads (a tile too small for any) are still written.
+  extendRun(job, run, &cursor, cursor.smoothOwned);
+  if (cursor.sourceDone < cursor.sourceOwned) {
+    takeSourceRows(job, cursor.sourceDone, cursor.sourceOwned);
+    cursor.sourceDone = cursor.sourceOwned;
+  }
 }
 
 }  // namespace
@@ -132,26 +198,43 @@ void slopeBand(void* context, int32_t band) {
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
                       double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile,
                       int32_t coreRows) {
-  const int32_t t = tile->baseWidth;
+  const EdgeFieldRequest request{sourceSelector, &kernels, source, smoothedDown, smoothedAcross,
+                                 gradientX,      gradientY, tile,  coreRows};
+  computeEdgeFieldInBands(request, nullptr, nullptr);
+}
+
+void computeEdgeFieldInBands(const EdgeFieldRequest& request, FieldRowsDone rowsDone, void* rowsDoneContext) {
+  const int32_t t = request.tile->baseWidth;
   const int32_t s1 = t - 40;  // side of the smoothed planes
   const int32_t s2 = t - 80;  // side of the gradient planes
+  const int32_t coreRows = request.coreRows;
   // Rows of each plane that the core's rows need: the styles read field rows
   // 0 .. coreRows + 1, each pass reaches 20 rows further.
-  const int32_t rows2 = coreRows < s2 - 2 ? (coreRows < 0 ? 0 : coreRows) + 2 : s2;
+  int32_t rows2 = coreRows < s2 - 2 ? (coreRows < 0 ? 0 : coreRows) + 2 : s2;
+  if (rows2 < 0) rows2 = 0;
   const int32_t rows1 = rows2 + 40 < s1 ? rows2 + 40 : s1;
   const int32_t rows0 = rows1 + 40 < t ? rows1 + 40 : t;
-  const int32_t n = kernels.tapCount;
-  const double* g = kernels.smoothTaps;
-  const double* d = kernels.slopeTaps;
-  if (sourceSelector != SOURCE_LUMINANCE && sourceSelector > 2) sourceSelector = SOURCE_LUMINANCE;
-  // Both passes at the run's vector width, each split into bands of rows
-  // over the threads; every sample is computed alone, so neither the width
-  // nor the banding changes a bit. The second pass starts once the first
-  // has finished every band it reads.
-  FieldJob job{activeFieldKernels(), sourceSelector, tile, rows0, source, t, g, d, n, smoothedDown, smoothedAcross,
-               gradientX, gradientY, rows1, rows2};
+  uint16_t selector = request.sourceSelector;
+  if (selector != SOURCE_LUMINANCE && selector > 2) selector = SOURCE_LUMINANCE;
+  // Both passes at the run's vector width, over runs of rows on the
+  // threads; every sample is computed alone, so neither the width nor the
+  // cut into runs and bands changes a bit.
+  FieldJob job{activeFieldKernels(), selector, request.tile, request.source, t, request.kernels->smoothTaps,
+               request.kernels->slopeTaps, request.kernels->tapCount, request.smoothedDown, request.smoothedAcross,
+               request.gradientX, request.gradientY, rows0, rows1, rows2, rowsDone, rowsDoneContext, 1, {}, {}};
+  // The last run also writes the 40 rows past the gradient rows of the
+  // smoothed planes: it takes 20 gradient rows fewer to even the work.
   const int32_t threads = renderThreads();
-  platformRunParts(sourceBand, &job, bandCount(rows0), threads);
-  platformRunParts(smoothBand, &job, bandCount(rows1), threads);
-  platformRunParts(slopeBand, &job, bandCount(rows2), threads);
+  const int32_t span = rows2 + 20;
+  int32_t runs = span / MIN_RUN_ROWS;
+  if (runs > threads) runs = threads;
+  if (runs > MAX_RUNS) runs = MAX_RUNS;
+  if (runs < 1) runs = 1;
+  job.runs = runs;
+  for (int32_t run = 0; run < runs; ++run) {
+    job.runStart[run] = static_cast<int32_t>(static_cast<int64_t>(span) * run / runs);
+    job.headReady[run].store(0, std::memory_order_relaxed);
+  }
+  job.runStart[runs] = rows2;
+  platformRunParts(fieldRun, &job, runs, runs);
 }

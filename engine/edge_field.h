@@ -39,3 +39,22 @@ constexpr int32_t ALL_ROWS = 1 << 30;
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
                       double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile,
                       int32_t coreRows = ALL_ROWS);
+
+// The same with its inputs in one record, telling `rowsDone` on the thread
+// that wrote them each band of gradient rows [rowBegin, rowEnd) as soon as it
+// is complete, so that a style reading the field row by row can use the rows
+// while they are in that core's cache. Every gradient row is reported once;
+// bands come in any order and on any thread, and no host call may be made.
+struct EdgeFieldRequest {
+  uint16_t sourceSelector;
+  const EdgeKernels* kernels;
+  double* source;
+  double* smoothedDown;
+  double* smoothedAcross;
+  double* gradientX;
+  double* gradientY;
+  const PixelMap* tile;
+  int32_t coreRows;
+};
+using FieldRowsDone = void (*)(void* context, int32_t rowBegin, int32_t rowEnd);
+void computeEdgeFieldInBands(const EdgeFieldRequest& request, FieldRowsDone rowsDone, void* rowsDoneContext);
