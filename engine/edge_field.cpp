@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "engine/field_kernels.h"
+#include "engine/field_passes.h"
 #include "numeric/portable_math.h"
 #include "platform/threads.h"
 
@@ -37,56 +38,6 @@ uint16_t sourceSelectorFor(int32_t renderSource, int16_t imageMode) {
 }
 
 namespace {
-
-// The source channel as doubles, once per tile. Luminance uses the field's
-// weights 299, 587, 114 (sum 1000) on integers, then scales by 0.001. The
-// integer sum is exact in any order, so the vector form below adds it as
-// pairs and gives the same doubles.
-template <typename Sample>
-void takeSourceSamples(uint16_t selector, const Sample* p, size_t count, double* source) {
-  if (selector == SOURCE_LUMINANCE) {
-    for (size_t i = 0; i < count; ++i, p += 4)
-      source[i] = static_cast<double>(299 * int32_t(p[0]) + 587 * int32_t(p[1]) + 114 * int32_t(p[2])) * 0.001;
-  } else {
-    const Sample* c = p + selector;
-    for (size_t i = 0; i < count; ++i, c += 4) source[i] = static_cast<double>(*c);
-  }
-}
-
-// Four 8-bit pixels at a time: the bytes widened to 16 bits, the weighted
-// pairs (299 r + 587 g, 114 b + 0 a) from one multiply-add, then the pairs
-// added and converted two values at a time.
-void takeSourceBytes(uint16_t selector, const uint8_t* p, size_t count, double* source) {
-  size_t i = 0;
-  const __m128i zero = _mm_setzero_si128();
-  if (selector == SOURCE_LUMINANCE) {
-    const __m128i weights = _mm_setr_epi16(299, 587, 114, 0, 299, 587, 114, 0);
-    const __m128d scale = _mm_set1_pd(0.001);
-    for (; i + 4 <= count; i += 4, p += 16) {
-      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i low = _mm_madd_epi16(_mm_unpacklo_epi8(pixels, zero), weights);   // pixels 0, 1
-      const __m128i high = _mm_madd_epi16(_mm_unpackhi_epi8(pixels, zero), weights);  // pixels 2, 3
-      // Each pixel's two partial sums sit side by side: add the odd lanes
-      // onto the even ones and gather the even lanes.
-      const __m128i lowSums = _mm_add_epi32(low, _mm_srli_epi64(low, 32));
-      const __m128i highSums = _mm_add_epi32(high, _mm_srli_epi64(high, 32));
-      const __m128i sums = _mm_castps_si128(
-          _mm_shuffle_ps(_mm_castsi128_ps(lowSums), _mm_castsi128_ps(highSums), _MM_SHUFFLE(2, 0, 2, 0)));
-      _mm_storeu_pd(source + i, _mm_mul_pd(_mm_cvtepi32_pd(sums), scale));
-      _mm_storeu_pd(source + i + 2, _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(sums, 8)), scale));
-    }
-  } else {
-    const __m128i mask = _mm_set1_epi32(0xff);
-    const int32_t shift = 8 * selector;
-    for (; i + 4 <= count; i += 4, p += 16) {
-      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i values = _mm_and_si128(_mm_srl_epi32(pixels, _mm_cvtsi32_si128(shift)), mask);
-      _mm_storeu_pd(source + i, _mm_cvtepi32_pd(values));
-      _mm_storeu_pd(source + i + 2, _mm_cvtepi32_pd(_mm_srli_si128(values, 8)));
-    }
-  }
-  takeSourceSamples<uint8_t>(selector, p, count - i, source + i);
-}
 
 // Gradient rows per band: a band's source and smoothed rows were written
 // moments before the band reads them, so they come from the core's cache.
@@ -122,7 +73,7 @@ struct FieldJob {
 void takeSourceRows(const FieldJob& job, int32_t begin, int32_t end) {
   const size_t first = static_cast<size_t>(begin) * job.t, count = static_cast<size_t>(end - begin) * job.t;
   if (job.tile->format == PIXEL_RGBA8)
-    takeSourceBytes(job.selector, job.tile->pixels + first * 4, count, job.source + first);
+    job.passes.sourceBytes(job.selector, job.tile->pixels + first * 4, count, job.source + first);
   else
     takeSourceSamples<uint16_t>(job.selector, reinterpret_cast<const uint16_t*>(job.tile->pixels) + first * 4, count,
                                 job.source + first);

@@ -96,6 +96,27 @@ TEST(FieldBands, RunsOfRowsGiveTheOneThreadPlanes) {
   forceRenderThreads(platformCoreCount());
 }
 
+// The source channel of 8-bit pixels at every width: extreme bytes and
+// random ones, every channel and the luminance, lengths with tails.
+TEST(FieldBands, SourceBytesAtEveryWidthEqualOneByOne) {
+  uint32_t state = 3;
+  std::vector<uint8_t> pixels(4 * 1031);
+  for (size_t i = 0; i < pixels.size(); ++i)
+    pixels[i] = i < 64 ? (i & 4 ? 255 : 0) : static_cast<uint8_t>(nextRandom(&state));
+  for (uint16_t selector : {uint16_t(0), uint16_t(1), uint16_t(2), SOURCE_LUMINANCE})
+    for (size_t count : {1, 3, 8, 9, 17, 33, 1031}) {
+      std::vector<double> expected(count), got(count);
+      fieldKernelsFor(SIMD_SCALAR).sourceBytes(selector, pixels.data(), count, expected.data());
+      for (int32_t l = SIMD_SSE2; l <= widestSimdLevel(); ++l) {
+        const SimdLevel level = static_cast<SimdLevel>(l);
+        std::fill(got.begin(), got.end(), -1.0);
+        fieldKernelsFor(level).sourceBytes(selector, pixels.data(), count, got.data());
+        EXPECT_EQ(std::memcmp(got.data(), expected.data(), count * sizeof(double)), 0)
+            << simdLevelName(level) << " selector " << selector << " count " << count;
+      }
+    }
+}
+
 struct Reports {
   std::mutex lock;
   std::vector<int32_t> timesReported;        // per gradient row
