@@ -119,12 +119,16 @@ void renderTile(FilterSession* session, PixelMap* tile) {
 
   EdgeKernels kernels;
   buildEdgeKernels(context.sigma, &kernels);
-  const EdgeFieldRequest field{selector,  &kernels, source, smoothedDown, smoothedAcross,
-                               gradientX, gradientY, tile,  rectHeight(record->outRect)};
   // "blurry" reads the field row by row, so it shades each band of rows as
-  // soon as the band is computed; every other style reads the whole field.
+  // soon as the band is computed, and needs no plane but the gradients; every
+  // other style reads the whole field.
   const bool fieldByBands = p->renderStyle == STYLE_INDEX_BLURRY;
-  if (!fieldByBands) computeEdgeFieldInBands(field, nullptr, nullptr);
+  EdgeFieldRequest field{selector,  &kernels, source, smoothedDown, smoothedAcross,
+                         gradientX, gradientY, tile,  rectHeight(record->outRect)};
+  if (fieldByBands)
+    field.source = field.smoothedDown = field.smoothedAcross = nullptr;
+  else
+    computeEdgeFieldInBands(field, nullptr, nullptr);
   context.pendingField = fieldByBands ? &field : nullptr;
   context.gradientX = p->horizontalField ? gradientX : nullptr;
   context.gradientY = p->verticalField ? gradientY : nullptr;

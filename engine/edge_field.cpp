@@ -3,7 +3,9 @@
 #include <emmintrin.h>
 
 #include <atomic>
+#include <cstring>
 #include <thread>
+#include <vector>
 
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
@@ -144,6 +146,85 @@ void fieldRun(void* context, int32_t part) {
   }
 }
 
+// Without source and smoothed planes to fill, a run keeps the rows it still
+// needs of both in windows of its own thread, small enough to stay in that
+// core's cache: it computes the rows its bands read below the run itself,
+// and when a window is full, moves its last rows (the 40 the next band
+// still reads) to the top.
+constexpr int32_t WINDOW_BANDS = 8;
+
+struct FieldWindow {
+  std::vector<double> source, down, across;
+};
+
+// Per thread slot, grown by the calling thread before a job; kept for the
+// process, bounded by the largest tile.
+std::vector<FieldWindow>& fieldWindows() {
+  static std::vector<FieldWindow> windows;
+  return windows;
+}
+
+int32_t sourceWindowRows() { return 80 + WINDOW_BANDS * FIELD_BAND_ROWS; }
+int32_t smoothWindowRows() { return 40 + WINDOW_BANDS * FIELD_BAND_ROWS; }
+
+void prepareWindows(int32_t slots, int32_t t) {
+  std::vector<FieldWindow>& windows = fieldWindows();
+  if (static_cast<int32_t>(windows.size()) < slots) windows.resize(static_cast<size_t>(slots));
+  const size_t sourceSize = static_cast<size_t>(sourceWindowRows()) * t;
+  const size_t smoothSize = static_cast<size_t>(smoothWindowRows()) * (t - 40);
+  for (int32_t slot = 0; slot < slots; ++slot) {
+    FieldWindow& w = windows[static_cast<size_t>(slot)];
+    if (w.source.size() < sourceSize) w.source.resize(sourceSize);
+    if (w.down.size() < smoothSize) w.down.resize(smoothSize), w.across.resize(smoothSize);
+  }
+}
+
+void moveRowsToTop(double* window, size_t stride, int32_t fromRow, int32_t rows) {
+  if (fromRow > 0 && rows > 0)
+    std::memmove(window, window + static_cast<size_t>(fromRow) * stride, static_cast<size_t>(rows) * stride * sizeof(double));
+}
+
+void fieldRunInWindows(void* context, int32_t run) {
+  const FieldJob& job = *static_cast<const FieldJob*>(context);
+  FieldWindow& w = fieldWindows()[static_cast<size_t>(platformWorkerSlot())];
+  const int32_t t = job.t, s1 = t - 40, s2 = t - 80;
+  const int32_t begin = job.runStart[run], end = job.runStart[run + 1];
+  // The windows hold source rows [sourceBase, sourceDone) and smoothed rows
+  // [smoothBase, smoothDone) of the planes the passes would have written.
+  int32_t sourceBase = begin, sourceDone = begin, smoothBase = begin, smoothDone = begin;
+  for (int32_t rowBegin = begin; rowBegin < end; rowBegin += FIELD_BAND_ROWS) {
+    const int32_t rowEnd = rowBegin + FIELD_BAND_ROWS < end ? rowBegin + FIELD_BAND_ROWS : end;
+    const int32_t smoothEnd = rowEnd + 40, sourceEnd = smoothEnd + 40;  // within rows1 and rows0
+    if (sourceEnd - sourceBase > sourceWindowRows()) {
+      moveRowsToTop(w.source.data(), t, smoothDone - sourceBase, sourceDone - smoothDone);
+      sourceBase = smoothDone;
+    }
+    if (smoothEnd - smoothBase > smoothWindowRows()) {
+      moveRowsToTop(w.down.data(), s1, rowBegin - smoothBase, smoothDone - rowBegin);
+      moveRowsToTop(w.across.data(), s1, rowBegin - smoothBase, smoothDone - rowBegin);
+      smoothBase = rowBegin;
+    }
+    double* sourceRows = w.source.data() + static_cast<size_t>(sourceDone - sourceBase) * t;
+    if (job.tile->format == PIXEL_RGBA8)
+      job.passes.sourceBytes(job.selector, job.tile->pixels + static_cast<size_t>(sourceDone) * t * 4,
+                             static_cast<size_t>(sourceEnd - sourceDone) * t, sourceRows);
+    else
+      takeSourceSamples<uint16_t>(job.selector,
+                                  reinterpret_cast<const uint16_t*>(job.tile->pixels) + static_cast<size_t>(sourceDone) * t * 4,
+                                  static_cast<size_t>(sourceEnd - sourceDone) * t, sourceRows);
+    sourceDone = sourceEnd;
+    const size_t smoothAt = static_cast<size_t>(smoothDone - smoothBase) * s1;
+    job.passes.smoothRows(w.source.data() + static_cast<size_t>(smoothDone - sourceBase) * t, t, job.g, job.n,
+                          w.down.data() + smoothAt, w.across.data() + smoothAt, 0, smoothEnd - smoothDone);
+    smoothDone = smoothEnd;
+    const size_t slopeAt = static_cast<size_t>(rowBegin - smoothBase) * s1;
+    job.passes.slopeRows(w.down.data() + slopeAt, w.across.data() + slopeAt, s1, job.d, job.n,
+                         job.gradientX + static_cast<size_t>(rowBegin) * s2,
+                         job.gradientY + static_cast<size_t>(rowBegin) * s2, 0, rowEnd - rowBegin);
+    if (job.rowsDone) job.rowsDone(job.rowsDoneContext, rowBegin, rowEnd);
+  }
+}
+
 }  // namespace
 
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
@@ -173,11 +254,13 @@ void computeEdgeFieldInBands(const EdgeFieldRequest& request, FieldRowsDone rows
   FieldJob job{activeFieldKernels(), selector, request.tile, request.source, t, request.kernels->smoothTaps,
                request.kernels->slopeTaps, request.kernels->tapCount, request.smoothedDown, request.smoothedAcross,
                request.gradientX, request.gradientY, rows0, rows1, rows2, rowsDone, rowsDoneContext, 1, {}, {}};
-  // The last run also writes the 40 rows past the gradient rows of the
-  // smoothed planes: it takes 20 gradient rows fewer to even the work.
   const int32_t threads = renderThreads();
-  const int32_t span = rows2 + 20;
-  int32_t runs = span / MIN_RUN_ROWS;
+  const bool inWindows = request.source == nullptr;
+  // Planes to fill: the last run also writes the 40 rows past the gradient
+  // rows of the smoothed planes, so it takes 20 gradient rows fewer to even
+  // the work. Windows: every run computes the rows below it that it reads.
+  const int32_t span = inWindows ? rows2 : rows2 + 20;
+  int32_t runs = (rows2 + 20) / MIN_RUN_ROWS;
   if (runs > threads) runs = threads;
   if (runs > MAX_RUNS) runs = MAX_RUNS;
   if (runs < 1) runs = 1;
@@ -187,5 +270,11 @@ void computeEdgeFieldInBands(const EdgeFieldRequest& request, FieldRowsDone rows
     job.headReady[run].store(0, std::memory_order_relaxed);
   }
   job.runStart[runs] = rows2;
-  platformRunParts(fieldRun, &job, runs, runs);
+  if (inWindows) {
+    if (rows2 <= 0) return;
+    prepareWindows(runs, t);
+    platformRunParts(fieldRunInWindows, &job, runs, runs);
+  } else {
+    platformRunParts(fieldRun, &job, runs, runs);
+  }
 }

@@ -45,6 +45,9 @@ void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, doubl
 // is complete, so that a style reading the field row by row can use the rows
 // while they are in that core's cache. Every gradient row is reported once;
 // bands come in any order and on any thread, and no host call may be made.
+// A request without a source plane wants the gradient planes alone: the
+// source and smoothed rows then live in small windows of each thread, which
+// stay in its cache, and those three planes are left as they are.
 struct EdgeFieldRequest {
   uint16_t sourceSelector;
   const EdgeKernels* kernels;
