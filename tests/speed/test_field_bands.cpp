@@ -1,5 +1,5 @@
-// The field cut into runs of rows, one per thread, each walked band by band:
-// the planes must be the one-thread planes byte for byte (no row missed, none
+// The field walked band by band, in runs of rows over the threads: the
+// gradients must be the one-thread planes' byte for byte (no row missed, none
 // written past the rows the core needs), and each band must be reported once,
 // only when its rows are final.
 #include <gtest/gtest.h>
@@ -63,9 +63,12 @@ void randomTile(PixelMap* tile, int32_t t, int32_t format, uint32_t seed) {
     }
 }
 
-// Full tiles (two and three runs), a smaller one, and cores that end early
-// (the foot of a picture), at the widest width and the scalar one.
-TEST(FieldBands, RunsOfRowsGiveTheOneThreadPlanes) {
+// The gradients alone, from runs over the threads whose source and smoothed
+// rows live in windows that fill up and move (full tiles in one to three
+// runs, a smaller tile, cores that end early as at the foot of a picture),
+// must be the gradient planes of the one-thread fill, and leave the other
+// planes untouched; the fill itself is the same at every width.
+TEST(FieldBands, WindowsGiveTheGradientsOfThePlanes) {
   for (int32_t t : {338, 251})
     for (int32_t format : {PIXEL_RGBA8, PIXEL_RGBA16}) {
       PixelMap tile;
@@ -77,29 +80,27 @@ TEST(FieldBands, RunsOfRowsGiveTheOneThreadPlanes) {
         buildEdgeKernels(sigma, &k);
         for (int32_t coreRows : {ALL_ROWS, 88, 3}) {
           forceSimdLevel(SIMD_SCALAR);
-          forceRenderThreads(1);
           Planes expected(t);
           computeEdgeFieldInBands(expected.request(selector, k, &tile, coreRows), nullptr, nullptr);
-          for (SimdLevel level : {SIMD_SCALAR, widestSimdLevel()})
+          for (SimdLevel level : {SIMD_SCALAR, widestSimdLevel()}) {
+            SCOPED_TRACE("side " + std::to_string(t) + " sigma " + std::to_string(sigma) + " core rows " +
+                         std::to_string(coreRows) + " " + simdLevelName(level));
+            forceSimdLevel(level);
+            Planes filled(t);
+            computeEdgeFieldInBands(filled.request(selector, k, &tile, coreRows), nullptr, nullptr);
+            EXPECT_TRUE(sameBytes(filled, expected));
             for (int32_t threads : {1, 2, 3, 7}) {
               if (level == SIMD_SCALAR && threads != 3) continue;  // the scalar sums are slow
-              SCOPED_TRACE("side " + std::to_string(t) + " sigma " + std::to_string(sigma) + " core rows " +
-                           std::to_string(coreRows) + " threads " + std::to_string(threads) + " " +
-                           simdLevelName(level));
-              forceSimdLevel(level);
               forceRenderThreads(threads);
-              Planes got(t);
-              computeEdgeFieldInBands(got.request(selector, k, &tile, coreRows), nullptr, nullptr);
-              EXPECT_TRUE(sameBytes(got, expected));
-              // The gradients alone, from the threads' windows: the same
-              // gradient rows, the other planes untouched.
               Planes alone(t);
               EdgeFieldRequest request = alone.request(selector, k, &tile, coreRows);
               request.source = request.smoothedDown = request.smoothedAcross = nullptr;
               computeEdgeFieldInBands(request, nullptr, nullptr);
-              EXPECT_TRUE(alone.gx == expected.gx && alone.gy == expected.gy);
-              EXPECT_TRUE(alone.source == untouched.source && alone.down == untouched.down);
+              EXPECT_TRUE(alone.gx == expected.gx && alone.gy == expected.gy) << "threads " << threads;
+              EXPECT_TRUE(alone.source == untouched.source && alone.down == untouched.down &&
+                          alone.across == untouched.across);
             }
+          }
         }
       }
       pixelMapFree(&tile);
