@@ -44,8 +44,9 @@ constexpr int32_t FIELD_BAND_ROWS = 16;
 // gradient row itself; a run much shorter would mostly repeat its neighbour.
 constexpr int32_t MIN_RUN_ROWS = 80;
 constexpr int32_t MAX_RUNS = 64;
-// Bands a window holds before its live rows move to the top.
-constexpr int32_t WINDOW_BANDS = 8;
+// Bands a window holds before its live rows move to the top: a run of half
+// a tile (two threads) fits without a move.
+constexpr int32_t WINDOW_BANDS = 9;
 
 // Where a run keeps its source rows and both kinds of smoothed rows: the
 // planes themselves, or windows of its thread that hold `rows` rows and are
