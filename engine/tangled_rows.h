@@ -237,9 +237,9 @@ struct TangledLanes {
       F high, low;
       eigenvaluesAt<HaveX, HaveY>(setup, p, &high, &low);
       const F P = limitTo(timesInDouble(L::max(L::negate(low), zero), gain), K);
-      const F N = ridges ? limitTo(timesInDouble(L::max(high, zero), gain), K) : zero;
       const I A = L::truncate(knee(P, K));
-      const I B = L::truncate(knee(N, K));
+      // "tangled" draws no ridges: B would be 0 and goes unused.
+      const I B = ridges ? L::truncate(knee(limitTo(timesInDouble(L::max(high, zero), gain), K), K)) : A;
       L::storeInt(edges + c, combine<HaveX, HaveY>(setup, p, A, B));
     }
   }
