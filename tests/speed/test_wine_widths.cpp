@@ -31,6 +31,7 @@ TEST(WineWidths, EveryWidthAndThreadCountGivesTheScalarBytes) {
       {"widths-blurry-rgba8", 3, 8, true, {"--edge-style", "blurry", "--smoothing", "63"}},
       {"widths-scribble-grey16", 1, 16, false, {"--edge-style", "scribble", "--glue", "overlay"}},
       {"widths-racetrack-rgb8", 3, 8, false, {"--edge-style", "racetrack", "--glue", "hue"}},
+      {"widths-splotchy-rgba16", 3, 16, true, {"--edge-style", "splotchy", "--glue", "multiply"}},
   };
   for (const Case& c : cases) {
     const std::string in = scratchPath(std::string(c.name) + "-in.png");
