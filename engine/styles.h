@@ -19,6 +19,7 @@ using StyleRenderer = void (*)(FilterSession* session, const RenderContext& cont
 void renderStyle(int32_t zeroBasedStyle, FilterSession* session, const RenderContext& context, PixelMap* tile);
 
 // Zero-based style numbers the dispatcher and the walk need to know by name.
+constexpr int32_t STYLE_INDEX_BLURRY = 0;
 constexpr int32_t STYLE_INDEX_THIN_SOFT = 2;
 constexpr int32_t STYLE_INDEX_CHROME = 3;
 constexpr int32_t STYLE_INDEX_SCRIBBLE = 4;

@@ -33,6 +33,7 @@ TEST(WineWidths, EveryWidthAndThreadCountGivesTheScalarBytes) {
       {"widths-racetrack-rgb8", 3, 8, false, {"--edge-style", "racetrack", "--glue", "hue"}},
       {"widths-chrome-rgb16", 3, 16, false, {"--edge-style", "chrome", "--remove-noise", "1", "--chrome-style", "sine"}},
       {"widths-halo-grey8", 1, 8, false, {"--edge-style", "halo", "--tweaker", "70"}},
+      {"widths-splotchy-rgba16", 3, 16, true, {"--edge-style", "splotchy", "--glue", "multiply"}},
   };
   for (const Case& c : cases) {
     const std::string in = scratchPath(std::string(c.name) + "-in.png");
