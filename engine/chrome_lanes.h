@@ -38,7 +38,7 @@ int32_t chromeIndicesWith(const double* gx, const double* gy, int32_t side, bool
     V place = L::add(L::mul(L::mul(L::div(theta, pi), degrees), scale), offset);
     // A NaN slope's place is 0, as in the one-at-a-time conversion; no
     // other angle leaves the ring's range.
-    place = L::select(L::unordered(place, place), place, L::splat(0.0));
+    place = L::select(L::unordered(place, place), L::splat(0.0), place);
     L::storeTruncated(indices + c, place);
   }
   return c;

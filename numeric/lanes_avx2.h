@@ -1,12 +1,14 @@
-// Four doubles at a time (avx2), for code written once over a set of lanes
-// (numeric/vector_arctangent.h). Include it only from a file built for
-// avx2 without FMA; everything here has internal linkage, so no other
-// file's build can stand in for it.
+// Four doubles at a time (avx2 without FMA): the shared double lanes of numeric/simd_lanes_avx2.h
+// with what the arc tangent and the "chrome" and "halo" rows add to them
+// (signs, masks, 32-bit indices, table pairs). Include it only from a file
+// built for this target; everything here has internal linkage.
 #pragma once
 
 #include <immintrin.h>
 
 #include <cstdint>
+
+#include "numeric/simd_lanes_avx2.h"
 
 // GCC's own headers leave a don't-care operand of the masked and gathering
 // forms unset, and then warn about it.
@@ -16,35 +18,20 @@
 
 namespace {
 
-struct LanesAvx2 {
-  using V = __m256d;
-  using M = __m256d;  // all ones in a lane where a test holds
+struct LanesAvx2 : DoubleLanesAvx2 {
   using I = __m128i;  // four 32-bit integers
-  static constexpr int32_t width = 4;
-  static V load(const double* p) { return _mm256_loadu_pd(p); }
-  static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
-  static V splat(double x) { return _mm256_set1_pd(x); }
-  static V add(V a, V b) { return _mm256_add_pd(a, b); }
-  static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
-  static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
-  static V div(V a, V b) { return _mm256_div_pd(a, b); }
-  static V min(V a, V b) { return _mm256_min_pd(a, b); }
-  static V max(V a, V b) { return _mm256_max_pd(a, b); }
   static V abs(V a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
   static V signOf(V a) { return _mm256_and_pd(_mm256_set1_pd(-0.0), a); }
   static V flipSign(V a, V sign) { return _mm256_xor_pd(a, sign); }
   static M less(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_LT_OQ); }
   static M equal(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_EQ_OQ); }
   static M unordered(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_UNORD_Q); }
-  static M both(M a, M b) { return _mm256_and_pd(a, b); }
   static M either(M a, M b) { return _mm256_or_pd(a, b); }
   static M butNot(M a, M b) { return _mm256_andnot_pd(b, a); }
   static uint32_t laneBits(M m) { return static_cast<uint32_t>(_mm256_movemask_pd(m)); }
-  static V select(M m, V ifFalse, V ifTrue) { return _mm256_blendv_pd(ifFalse, ifTrue, m); }
   static I truncate(V a) { return _mm256_cvttpd_epi32(a); }
   static V toDouble(I i) { return _mm256_cvtepi32_pd(i); }
   static I loadIntegers(const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
   // Rounded to single precision and widened back, as a float in between.
   static V throughSingle(V a) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(a)); }
   static void lookUpPairs(const double (*table)[2], I index, V* first, V* second) {

@@ -71,7 +71,7 @@ typename L::V arcTangent2Lanes(typename L::V y, typename L::V x, const numeric::
   // The scalar measures the ratio with the smaller over the larger; ties
   // count as |x| the larger.
   const M swapped = L::less(ax, ay);
-  const V num = L::select(swapped, ay, ax), den = L::select(swapped, ax, ay);
+  const V num = L::select(swapped, ax, ay), den = L::select(swapped, ay, ax);
   M rare = L::either(L::unordered(x, y), L::either(L::equal(ax, infinity), L::equal(ay, infinity)));
   M outside = L::either(L::less(L::splat(0x1p900), den), L::less(den, L::splat(0x1p-900)));
   outside = L::either(outside, L::less(num, L::mul(den, L::splat(0x1p-60))));
@@ -79,7 +79,7 @@ typename L::V arcTangent2Lanes(typename L::V y, typename L::V x, const numeric::
   // Every lane the main path does not answer works on 1/1 instead, so no
   // index can leave the table.
   const M elsewhere = L::either(rare, L::either(zeroX, zeroY));
-  const V n = L::select(elsewhere, num, one), d = L::select(elsewhere, den, one);
+  const V n = L::select(elsewhere, one, num), d = L::select(elsewhere, one, den);
 
   // atan(n / d) as hi + lo, 0 < n <= d. The ratio's nearest step c = j/32
   // and t = (n - c*d) / (d + c*n) give atan(c) + atan(t) from the table;
@@ -91,29 +91,29 @@ typename L::V arcTangent2Lanes(typename L::V y, typename L::V x, const numeric::
   const M nearZero = L::less(scaled, L::splat(2.0));  // j < 2
   const typename L::I j = L::truncate(scaled);
   const V c = L::mul(L::toDouble(j), L::splat(1.0 / 32));
-  const PairOf<L> product = twoProductOf<L>(L::select(nearZero, c, u), d);
+  const PairOf<L> product = twoProductOf<L>(L::select(nearZero, u, c), d);
   const V remainder = L::sub(L::sub(n, product.hi), product.lo);  // n - product.hi is exact
-  const V q = L::div(remainder, L::select(nearZero, L::add(d, L::mul(c, n)), d));
-  const V tail = arcTangentTailOf<L>(L::select(nearZero, q, u));
+  const V q = L::div(remainder, L::select(nearZero, d, L::add(d, L::mul(c, n))));
+  const V tail = arcTangentTailOf<L>(L::select(nearZero, u, q));
   PairOf<L> a;
   L::lookUpPairs(k.steps, j, &a.hi, &a.lo);
-  a.lo = L::select(nearZero, L::add(a.lo, L::add(q, tail)), L::add(L::mul(q, L::sub(one, L::mul(u, u))), tail));
-  a.hi = L::select(nearZero, a.hi, u);
+  a.lo = L::select(nearZero, L::add(L::mul(q, L::sub(one, L::mul(u, u))), tail), L::add(a.lo, L::add(q, tail)));
+  a.hi = L::select(nearZero, u, a.hi);
 
   // The four mirrorings: atan(n/d) itself; pi - a; pi/2 - a; pi/2 + a.
   const V plain = L::add(a.hi, a.lo);
   const M subtract = L::either(L::butNot(xNegative, swapped), L::butNot(swapped, xNegative));
-  const V baseHi = L::select(swapped, L::splat(k.piHi), L::splat(k.halfPiHi));
-  const V baseLo = L::select(swapped, L::splat(k.piLo), L::splat(k.halfPiLo));
-  const V minus = L::select(subtract, zero, L::splat(-0.0));
+  const V baseHi = L::select(swapped, L::splat(k.halfPiHi), L::splat(k.piHi));
+  const V baseLo = L::select(swapped, L::splat(k.halfPiLo), L::splat(k.piLo));
+  const V minus = L::select(subtract, L::splat(-0.0), zero);
   const V signedHi = L::flipSign(a.hi, minus), signedLo = L::flipSign(a.lo, minus);
   const PairOf<L> s = twoSumOf<L>(baseHi, signedHi);
   const V mirrored = L::add(s.hi, L::add(s.lo, L::add(baseLo, signedLo)));
-  V result = L::select(L::either(xNegative, swapped), plain, mirrored);
+  V result = L::select(L::either(xNegative, swapped), mirrored, plain);
 
   // Zeros: atan2(0, x) is 0 or pi by the sign of x, atan2(y, 0) is pi/2.
-  result = L::select(zeroY, result, L::select(xNegative, zero, L::splat(k.piHi)));
-  result = L::select(zeroX, result, L::splat(k.halfPiHi));
+  result = L::select(zeroY, L::select(xNegative, L::splat(k.piHi), zero), result);
+  result = L::select(zeroX, L::splat(k.halfPiHi), result);
   result = L::flipSign(result, L::signOf(y));
 
   uint32_t rareBits = L::laneBits(rare);
