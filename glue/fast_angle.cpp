@@ -108,6 +108,8 @@ inline __m128d approximateWithSixteenths(__m128d y, __m128d x, __m128i j) {
 
 }  // namespace
 
+const double* arcTangentStepTable() { return arcTangentSteps().value; }
+
 __m128d approximateArcTangent2(__m128d y, __m128d x) {
   return approximateWithSixteenths(y, x, nearestSixteenths(_mm_cvtpd_ps(y), _mm_cvtpd_ps(x)));
 }

@@ -184,5 +184,11 @@ float midGate(float x);
 const GlueAngleEntry& cosineAndSine(const GlueTables& tables, float angle);
 template <class D>
 const float* topPolar(const GlueTables& tables, const int32_t top[3]);
+// Out-of-line forms of topLightHsl and topLab for the wide row forms,
+// which are built for other targets and must not instantiate inline code.
+template <class D>
+const float* topLightHslEntry(const GlueTables& tables, const int32_t top[3]);
+template <class D>
+const float* topLabEntry(const GlueTables& tables, const int32_t top[3]);
 
 }  // namespace glue

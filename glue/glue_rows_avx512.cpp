@@ -1,0 +1,35 @@
+// The wide row forms at 16 lanes, built for AVX-512 alone (without FMA, so a
+// multiply and an add stay two roundings); chosen at run time only where
+// the CPU has it.
+#include <immintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "glue/colour_convert.h"
+#include "glue/fast_angle.h"
+#include "glue/glue_colour_shared.h"
+#include "glue/glue_scale.h"
+#include "glue/glue_simd.h"
+#include "numeric/portable_math.h"
+
+namespace glue {
+namespace {
+
+constexpr int N = 16;
+typedef float F __attribute__((vector_size(4 * N)));
+typedef int32_t I __attribute__((vector_size(4 * N)));
+typedef double D __attribute__((vector_size(8 * N)));
+typedef int64_t L __attribute__((vector_size(8 * N)));
+
+inline F rootOf(F x) { return _mm512_mask_sqrt_ps(__m512(x), 0xFFFF, __m512(x)); }
+inline I gatherWords(const void* base, I byteOffsets) {
+  return I(_mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, __m512i(byteOffsets), base, 1));
+}
+
+#include "glue/glue_rows_wide.h"
+
+}  // namespace
+}  // namespace glue
+
+GlueRowFunction glueRowFunctionAvx512(int mode, int depth) { return glue::wideRowFunction(mode, depth); }
