@@ -26,6 +26,15 @@ inline F rootOf(F x) { return _mm256_sqrt_ps(x); }
 inline I gatherWords(const void* base, I byteOffsets) {
   return I(_mm256_i32gather_epi32(static_cast<const int*>(base), __m256i(byteOffsets), 1));
 }
+// No scatter at this width: the lanes go out one by one.
+inline void storeInterleaved(int32_t* out, I r, I g, I b) {
+  for (int k = 0; k < N; ++k) {
+    out[3 * k] = r[k];
+    out[3 * k + 1] = g[k];
+    out[3 * k + 2] = b[k];
+  }
+}
+inline bool anyLane(I mask) { return _mm256_movemask_ps(__m256(mask)) != 0; }
 
 #include "glue/glue_rows_wide.h"
 

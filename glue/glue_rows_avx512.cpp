@@ -26,6 +26,14 @@ inline F rootOf(F x) { return _mm512_mask_sqrt_ps(__m512(x), 0xFFFF, __m512(x));
 inline I gatherWords(const void* base, I byteOffsets) {
   return I(_mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, __m512i(byteOffsets), base, 1));
 }
+inline void storeInterleaved(int32_t* out, I r, I g, I b) {
+  const __m512i at = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
+                                        _mm512_set1_epi32(3));
+  _mm512_i32scatter_epi32(out, at, __m512i(r), 4);
+  _mm512_i32scatter_epi32(out + 1, at, __m512i(g), 4);
+  _mm512_i32scatter_epi32(out + 2, at, __m512i(b), 4);
+}
+inline bool anyLane(I mask) { return _mm512_test_epi32_mask(__m512i(mask), __m512i(mask)) != 0; }
 
 #include "glue/glue_rows_wide.h"
 

@@ -6,6 +6,8 @@
 //   F, I, D, L             N floats, N int32, N doubles, N int64
 //   F rootOf(F)            the IEEE square root of every lane
 //   I gatherWords(const void* base, I byteOffsets)   one 32-bit word per lane
+//   void storeInterleaved(int32_t* out, I r, I g, I b)   r0 g0 b0 r1 g1 b1 ...
+//   bool anyLane(I mask)   whether any lane is set
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
 // and glue_colour_modes.cpp, in the same order and precision, like the
@@ -80,11 +82,6 @@ inline I narrowMask(L m) { return __builtin_convertvector(m, I); }
 inline I truncated(F x) { return __builtin_convertvector(x, I); }
 inline F toFloat(I x) { return __builtin_convertvector(x, F); }
 
-inline bool anyLane(I m) {
-  for (int k = 0; k < N; ++k)
-    if (m[k]) return true;
-  return false;
-}
 
 // ---------------------------------------------------------------------------
 // Samples
@@ -95,12 +92,14 @@ struct Units {
   static constexpr float top = float(S::M);
 };
 
-// One channel of N interleaved pixels.
-inline I channelOf(const int32_t* c, int channel) {
+inline I laneNumbers() {
   I v;
-  for (int k = 0; k < N; ++k) v[k] = c[3 * k + channel];
+  for (int k = 0; k < N; ++k) v[k] = k;
   return v;
 }
+
+// One channel of N interleaved pixels.
+inline I channelOf(const int32_t* c, int channel) { return gatherWords(c + channel, laneNumbers() * 12); }
 
 struct RgbL {
   F r, g, b;
@@ -126,32 +125,53 @@ inline F lumasOf(const int32_t* c) {
   return toFloat(luma) * Units<S>::inv;
 }
 
-inline void storeInts(int32_t* out, I r, I g, I b) {
-  for (int k = 0; k < N; ++k) {
-    out[3 * k] = r[k];
-    out[3 * k + 1] = g[k];
-    out[3 * k + 2] = b[k];
-  }
-}
 
 template <class S>
 inline void storeColours(int32_t* out, const RgbL& c) {
   const float m = Units<S>::top;
-  storeInts(out, truncated(m * c.r), truncated(m * c.g), truncated(m * c.b));
+  storeInterleaved(out, truncated(m * c.r), truncated(m * c.g), truncated(m * c.b));
 }
 
 // `count` cached values of each lane's top colour. Neighbouring pixels
 // mostly share their top colour (a ramp entry), so a lane whose colour
-// equals the one before reuses its entry.
+// equals the one before reuses its entry. The values are copied at once:
+// a later lane's colour may take over the same cache entry.
 using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
+// Whether the N colours all equal the first: the 3N samples against the
+// first colour repeated.
+inline I channelNumbers(int v) {
+  I channel{};
+  for (int k = 0; k < N; ++k) channel[k] = (v * N + k) % 3;
+  return channel;
+}
+inline bool allTopsAlike(const int32_t* tops) {
+  I c[3];
+  std::memcpy(c, tops, sizeof c);
+  I differs{};
+  for (int v = 0; v < 3; ++v) {
+    const I channel = channelNumbers(v);
+    const I first = pickI(channel == 0, splatI(tops[0]), pickI(channel == 1, splatI(tops[1]), splatI(tops[2])));
+    differs |= c[v] != first;
+  }
+  return !anyLane(differs);
+}
+
 template <int Count>
 inline void topValuesOf(TopEntry entry, const GlueTables& tables, const int32_t* tops, F value[Count]) {
+  // Flat parts of the picture give runs of one top colour: one lookup.
+  if (allTopsAlike(tops)) {
+    const float* t = entry(tables, tops);
+    for (int i = 0; i < Count; ++i) value[i] = splat(t[i]);
+    return;
+  }
+  alignas(64) float copied[Count][N];
   const float* t = nullptr;
   for (int k = 0; k < N; ++k) {
     const int32_t* c = tops + 3 * k;
     if (k == 0 || c[0] != c[-3] || c[1] != c[-2] || c[2] != c[-1]) t = entry(tables, c);
-    for (int i = 0; i < Count; ++i) value[i][k] = t[i];
+    for (int i = 0; i < Count; ++i) copied[i][k] = t[i];
   }
+  std::memcpy(value, copied, sizeof copied);
 }
 
 // ---------------------------------------------------------------------------
@@ -546,6 +566,17 @@ void dextrousLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
   storeColours<S>(tops, {lightRatioL(b.r, t.r), lightRatioL(b.g, t.g), lightRatioL(b.b, t.b)});
 }
 
+// float(angle / 6.283185307): the product by the reciprocal lies within a
+// few units in the last place of the quotient, so where it settles (see
+// fast_angle.cpp) it rounds to the same float; the other lanes divide.
+inline F turnsOf(F angle) {
+  const D a = wide(angle);
+  const D quick = a * (1.0 / 6.283185307);
+  const L unsettled = unsettledD(quick);
+  if (!anyLane(narrowMask(unsettled))) return narrow(quick);
+  return narrow(pickD(unsettled, a / 6.283185307, quick));
+}
+
 template <class S>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[4];  // x1, y1, gate, l1
@@ -568,7 +599,7 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
   const F radius = rootOf(x * x + y * y);
   F angle = arcTangent2L(y, x);
   angle = pick(angle < 0.0f, angle + 6.2831855f, angle);
-  const F h = narrow(wide(angle) / 6.283185307);
+  const F h = turnsOf(angle);
   storeColours<S>(tops, hslToRgbL(h, radius, lesser(top[3], c2.l)));
 }
 
@@ -583,7 +614,7 @@ void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   const uint8_t* inverse = tables.labInverse ? tables.labInverse : labTables().inverse;
   const LabL base{{channelOf(bases, 0), channelOf(bases, 1), channelOf(bases, 2)}};
   const LabL out = labConvertL<S>(Mix(labConvertL<S>(base, forward, axis), labTop), inverse, axis);
-  storeInts(tops, out.c[0], out.c[1], out.c[2]);
+  storeInterleaved(tops, out.c[0], out.c[1], out.c[2]);
 }
 
 using LanesFunction = void (*)(int32_t* tops, const int32_t* bases, const GlueTables& tables);
