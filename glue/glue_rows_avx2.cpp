@@ -35,6 +35,17 @@ inline void storeInterleaved(int32_t* out, I r, I g, I b) {
   }
 }
 inline bool anyLane(I mask) { return _mm256_movemask_ps(__m256(mask)) != 0; }
+inline D gatherDoubles(const double* base, I index) {
+  __m128i at[2];
+  std::memcpy(at, &index, sizeof at);
+  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi32(-1));
+  const __m256d low = _mm256_mask_i32gather_pd(_mm256_setzero_pd(), base, at[0], all, 8);
+  const __m256d high = _mm256_mask_i32gather_pd(_mm256_setzero_pd(), base, at[1], all, 8);
+  D out;
+  std::memcpy(&out, &low, sizeof low);
+  std::memcpy(reinterpret_cast<char*>(&out) + sizeof low, &high, sizeof high);
+  return out;
+}
 
 #include "glue/glue_rows_wide.h"
 

@@ -34,6 +34,16 @@ inline void storeInterleaved(int32_t* out, I r, I g, I b) {
   _mm512_i32scatter_epi32(out + 2, at, __m512i(b), 4);
 }
 inline bool anyLane(I mask) { return _mm512_test_epi32_mask(__m512i(mask), __m512i(mask)) != 0; }
+inline D gatherDoubles(const double* base, I index) {
+  __m256i at[2];
+  std::memcpy(at, &index, sizeof at);
+  const __m512d low = _mm512_mask_i32gather_pd(_mm512_setzero_pd(), 0xFF, at[0], base, 8);
+  const __m512d high = _mm512_mask_i32gather_pd(_mm512_setzero_pd(), 0xFF, at[1], base, 8);
+  D out;
+  std::memcpy(&out, &low, sizeof low);
+  std::memcpy(reinterpret_cast<char*>(&out) + sizeof low, &high, sizeof high);
+  return out;
+}
 
 #include "glue/glue_rows_wide.h"
 

@@ -8,6 +8,7 @@
 //   I gatherWords(const void* base, I byteOffsets)   one 32-bit word per lane
 //   void storeInterleaved(int32_t* out, I r, I g, I b)   r0 g0 b0 r1 g1 b1 ...
 //   bool anyLane(I mask)   whether any lane is set
+//   D gatherDoubles(const double* base, I index)
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
 // and glue_colour_modes.cpp, in the same order and precision, like the
@@ -300,15 +301,18 @@ inline F midGateL(F x) {
 // ---------------------------------------------------------------------------
 // Quick trigonometry (the reasoning is in fast_angle.cpp).
 
-// Lanes whose double approximation does not settle its float rounding.
-inline L unsettledD(D a) {
+// Lanes whose double approximation does not settle its float rounding,
+// worked out on the two 32-bit halves of each double: the high half holds
+// the magnitude's range, the low half the 29 bits float rounding drops.
+inline I unsettledD(D a) {
   L bits;
   std::memcpy(&bits, &a, sizeof bits);
-  const L magnitude = bits & 0x7fffffffffffffffll;
-  const L normal = atLeastL(magnitude, 0x3810000000000000ll) & belowL(magnitude, 0x7ff0000000000000ll);
-  const int64_t guard = FAST_ANGLE_GUARD_ULPS;
-  const L fromMidpoint = (bits & 0x1fffffffll) - ((int64_t(1) << 28) - guard);
-  return ~normal | (atLeastL(fromMidpoint, 0) & belowL(fromMidpoint, 2 * guard + 1));
+  const I high = __builtin_convertvector(bits >> 32, I) & 0x7fffffff;
+  const I low = __builtin_convertvector(bits, I);
+  const I normal = (high >= 0x38100000) & (high < 0x7ff00000);
+  const int32_t guard = int32_t(FAST_ANGLE_GUARD_ULPS);
+  const I fromMidpoint = (low & 0x1fffffff) - ((1 << 28) - guard);
+  return ~normal | ((fromMidpoint >= 0) & (fromMidpoint <= 2 * guard));
 }
 
 inline F absOf(F x) {
@@ -343,7 +347,8 @@ inline F arcTangent2L(F y, F x) {
   const D tail = (t * z) * series;
   const double* steps = arcTangentStepTable();
   D base;
-  for (int k = 0; k < N; ++k) base[k] = steps[uint32_t(j[k]) % 17u];
+  // j is 0..16 but in NaN lanes, which take the exact path.
+  base = gatherDoubles(steps, pickI((j >= 0) & (j <= 16), j, I{}));
   D r = base + (t + tail);
   // Widening is exact, so the float comparisons decide as the double ones.
   r = pickD(wideMask(ay > ax), 1.5707963267948966 - r, r);
@@ -354,7 +359,7 @@ inline F arcTangent2L(F y, F x) {
   rBits ^= yBits & (1ll << 63);
   std::memcpy(&r, &rBits, sizeof r);
   F quick = narrow(r);
-  const I unsettled = (x == 0.0f) | (y == 0.0f) | (x != x) | (y != y) | narrowMask(unsettledD(r));
+  const I unsettled = (x == 0.0f) | (y == 0.0f) | (x != x) | (y != y) | unsettledD(r);
   if (anyLane(unsettled))
     for (int k = 0; k < N; ++k)
       if (unsettled[k]) quick[k] = float(numeric::arcTangent2(y[k], x[k]));
@@ -392,7 +397,7 @@ inline I cosineAndSineL(F angle, F& cosine, F& sine) {
   std::memcpy(&cd, &cBits, sizeof cd);
   cosine = narrow(cd);
   sine = narrow(sd);
-  return ~((angle >= 0.0f) & (angle <= 7.0f)) | narrowMask(unsettledD(cd) | unsettledD(sd));
+  return ~((angle >= 0.0f) & (angle <= 7.0f)) | (unsettledD(cd) | unsettledD(sd));
 }
 
 // ---------------------------------------------------------------------------
@@ -572,9 +577,9 @@ void dextrousLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
 inline F turnsOf(F angle) {
   const D a = wide(angle);
   const D quick = a * (1.0 / 6.283185307);
-  const L unsettled = unsettledD(quick);
-  if (!anyLane(narrowMask(unsettled))) return narrow(quick);
-  return narrow(pickD(unsettled, a / 6.283185307, quick));
+  const I unsettled = unsettledD(quick);
+  if (!anyLane(unsettled)) return narrow(quick);
+  return narrow(pickD(wideMask(unsettled), a / 6.283185307, quick));
 }
 
 template <class S>
