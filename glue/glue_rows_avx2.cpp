@@ -3,6 +3,7 @@
 // the CPU has it.
 #include <immintrin.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 

@@ -133,11 +133,6 @@ inline void storeColours(int32_t* out, const RgbL& c) {
   storeInterleaved(out, truncated(m * c.r), truncated(m * c.g), truncated(m * c.b));
 }
 
-// `count` cached values of each lane's top colour. Neighbouring pixels
-// mostly share their top colour (a ramp entry), so a lane whose colour
-// equals the one before reuses its entry. The values are copied at once:
-// a later lane's colour may take over the same cache entry.
-using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
 // Whether the N colours all equal the first: the 3N samples against the
 // first colour repeated.
 inline I channelNumbers(int v) {
@@ -157,19 +152,41 @@ inline bool allTopsAlike(const int32_t* tops) {
   return !anyLane(differs);
 }
 
+// `count` cached values of each lane's top colour, of the kind `tag`.
+// The lanes probe the tables' top-colour cache side by side, checking the
+// whole key as topWorking does; a lane that misses fills its entry through
+// the out-of-line lookup and copies it at once, after the hits are read (a
+// fill may take over an entry another lane read).
+using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
+typedef uint32_t U __attribute__((vector_size(4 * N)));
 template <int Count>
-inline void topValuesOf(TopEntry entry, const GlueTables& tables, const int32_t* tops, F value[Count]) {
+inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
+                        F value[Count]) {
   // Flat parts of the picture give runs of one top colour: one lookup.
   if (allTopsAlike(tops)) {
     const float* t = entry(tables, tops);
     for (int i = 0; i < Count; ++i) value[i] = splat(t[i]);
     return;
   }
+  const I r = channelOf(tops, 0), g = channelOf(tops, 1), b = channelOf(tops, 2);
+  const U hash = U(r) * TOP_HASH_FACTORS[0] + U(g) * TOP_HASH_FACTORS[1] + U(b) * TOP_HASH_FACTORS[2] +
+                 uint32_t(tag) * TOP_HASH_FACTORS[3];
+  const I at = I(hash >> (32 - GLUE_TOP_CACHE_BITS)) * int32_t(sizeof(GlueTopEntry));
+  const char* cache = reinterpret_cast<const char*>(tables.topCache);
+  const char* keys = cache + offsetof(GlueTopEntry, key);
+  const I hit = (gatherWords(keys, at) == tag) & (gatherWords(keys + 4, at) == r) &
+                (gatherWords(keys + 8, at) == g) & (gatherWords(keys + 12, at) == b);
+  const char* values = cache + offsetof(GlueTopEntry, value);
+  for (int i = 0; i < Count; ++i) {
+    const I bits = gatherWords(values + 4 * i, at);
+    std::memcpy(&value[i], &bits, sizeof bits);
+  }
+  if (!anyLane(~hit)) return;
   alignas(64) float copied[Count][N];
-  const float* t = nullptr;
+  std::memcpy(copied, value, sizeof copied);
   for (int k = 0; k < N; ++k) {
-    const int32_t* c = tops + 3 * k;
-    if (k == 0 || c[0] != c[-3] || c[1] != c[-2] || c[2] != c[-1]) t = entry(tables, c);
+    if (hit[k]) continue;
+    const float* t = entry(tables, tops + 3 * k);
     for (int i = 0; i < Count; ++i) copied[i][k] = t[i];
   }
   std::memcpy(value, copied, sizeof copied);
@@ -504,7 +521,7 @@ template <class S>
 struct TopLightL {
   F value[5];  // h, s, l, hueLight, hueFactor
   TopLightL(const GlueTables& tables, const int32_t* tops) {
-    topValuesOf<5>(topLightHslEntry<S>, tables, tops, value);
+    topValuesOf<5>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
   }
   F h() const { return value[0]; }
   F s() const { return value[1]; }
@@ -585,7 +602,7 @@ inline F turnsOf(F angle) {
 template <class S>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[4];  // x1, y1, gate, l1
-  topValuesOf<4>(topPolar<S>, tables, tops, top);
+  topValuesOf<4>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
   const HslL c2 = rgbToHslL(coloursOf<S>(bases));
   const F angle2 = narrow(wide(c2.h) * 6.283185307);
   F cosine, sine;
@@ -612,7 +629,7 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
 template <class S, LabL (*Mix)(const LabL&, const LabL&)>
 void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F value[3];
-  topValuesOf<3>(topLabEntry<S>, tables, tops, value);
+  topValuesOf<3>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
   const LabL labTop{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
   const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
   const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;
