@@ -110,6 +110,20 @@ inline __m128d approximateWithSixteenths(__m128d y, __m128d x, __m128i j) {
 
 const double* arcTangentStepTable() { return arcTangentSteps().value; }
 
+const float* arcTangentsOfZeros() {
+  static const struct Zeros {
+    float value[6];
+  } zeros = [] {
+    Zeros z{};
+    for (int signs = 0; signs < 4; ++signs)
+      z.value[signs] = float(numeric::arcTangent2(signs & 2 ? -0.0 : 0.0, signs & 1 ? -1.0 : 1.0));
+    z.value[4] = float(numeric::arcTangent2(1.0, 0.0));
+    z.value[5] = float(numeric::arcTangent2(-1.0, 0.0));
+    return z;
+  }();
+  return zeros.value;
+}
+
 __m128d approximateArcTangent2(__m128d y, __m128d x) {
   return approximateWithSixteenths(y, x, nearestSixteenths(_mm_cvtpd_ps(y), _mm_cvtpd_ps(x)));
 }

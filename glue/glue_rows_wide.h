@@ -347,6 +347,12 @@ inline D absOfD(D x) {
   return x;
 }
 
+inline I bitsOf(F x) {
+  I bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  return bits;
+}
+
 inline F arcTangent2L(F y, F x) {
   const F ax = absOf(x), ay = absOf(y);
   const I j = truncated((lesser(ax, ay) / greater(ax, ay)) * 16.0f + 0.5f);
@@ -376,7 +382,17 @@ inline F arcTangent2L(F y, F x) {
   rBits ^= yBits & (1ll << 63);
   std::memcpy(&r, &rBits, sizeof r);
   F quick = narrow(r);
-  const I unsettled = (x == 0.0f) | (y == 0.0f) | (x != x) | (y != y) | unsettledD(r);
+  // A zero coordinate gives one of a few angles, by the signs alone; they
+  // come from numeric:: (see arcTangentsOfZeros). Common in "frontal", where
+  // a black or white top colour makes the mixed point the top's own (0, 0).
+  const I zeroY = y == 0.0f, zeroX = ~zeroY & (x == 0.0f);
+  const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
+  const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
+  const I zeroBits = gatherWords(arcTangentsOfZeros(), zeroAt * 4);
+  F zeroAngle;
+  std::memcpy(&zeroAngle, &zeroBits, sizeof zeroAngle);
+  quick = pick(zeroY | zeroX, zeroAngle, quick);
+  const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
   if (anyLane(unsettled))
     for (int k = 0; k < N; ++k)
       if (unsettled[k]) quick[k] = float(numeric::arcTangent2(y[k], x[k]));
