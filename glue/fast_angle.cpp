@@ -23,6 +23,7 @@
 // less than 2^-53 of the result for |r| <= pi/4.
 #include "glue/fast_angle.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "numeric/portable_math.h"
@@ -208,8 +209,17 @@ __m128 floatArcTangent2Of4(__m128 y, __m128 x) {
   _mm_store_ps(result, quick);
   _mm_store_ps(ys, y);
   _mm_store_ps(xs, x);
-  for (int i = 0; i < 4; ++i)
-    if (unsettled >> i & 1) result[i] = float(numeric::arcTangent2(ys[i], xs[i]));
+  const float* zeros = arcTangentsOfZeros();
+  for (int i = 0; i < 4; ++i) {
+    if (!(unsettled >> i & 1)) continue;
+    const int yNegative = std::signbit(ys[i]) ? 1 : 0, xNegative = std::signbit(xs[i]) ? 1 : 0;
+    if (ys[i] == 0.0f && xs[i] == xs[i])
+      result[i] = zeros[2 * yNegative + xNegative];
+    else if (xs[i] == 0.0f && ys[i] == ys[i])
+      result[i] = zeros[4 + yNegative];
+    else
+      result[i] = float(numeric::arcTangent2(ys[i], xs[i]));
+  }
   return _mm_load_ps(result);
 }
 
