@@ -30,7 +30,6 @@ TEST(WineWidths, EveryWidthAndThreadCountGivesTheScalarBytes) {
       {"widths-scribble-grey16", 1, 16, false, {"--edge-style", "scribble", "--glue", "overlay"}},
       {"widths-racetrack-rgb8", 3, 8, false, {"--edge-style", "racetrack", "--glue", "hue"}},
       {"widths-blurry-frontal-rgb16", 3, 16, false, {"--edge-style", "blurry", "--glue", "frontal"}},
-      {"widths-halo-parietal-rgb8", 3, 8, false, {"--edge-style", "halo", "--glue", "parietal"}},
   };
   for (const Case& c : cases) {
     const std::string in = scratchPath(std::string(c.name) + "-in.png");
