@@ -143,28 +143,32 @@ TEST(GlueRows, LabRowFormsMatchWithArbitraryTables) {
   }
 }
 
-// Every 8-bit colour of a coarse grid as base under a few tops: the row
-// forms reach the rare branches (equal channels, ties for the largest).
-TEST(GlueRows, RowFormsMatchOnAGridOfEightBitColours) {
-  std::vector<int32_t> bases;
-  for (int32_t r = 0; r <= 255; r += 15)
-    for (int32_t g = 0; g <= 255; g += 15)
-      for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {r, g, b});
-  const int32_t count = int32_t(bases.size() / 3);
-  const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
-  for (GlueLanes lanes : WIDTHS)
-  for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
-    const GlueRowFunction row = glueRowFunctionAt(lanes, mode, 8);
-    if (row == nullptr) continue;
-    for (const auto& top : tops) {
-      std::vector<int32_t> got;
-      for (int32_t i = 0; i < count; ++i) got.insert(got.end(), {top[0], top[1], top[2]});
-      std::vector<int32_t> expected = got;
-      for (int32_t i = 0; i < count; ++i)
-        glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], runTables());
-      row(got.data(), bases.data(), count, runTables());
-      ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode;
-    }
+// A coarse grid of colours as base under a few tops held along the row
+// (black, white, grey, a primary, a mixed colour), at both depths: the row
+// forms reach the rare branches (equal channels, ties for the largest) and
+// the shortcuts for a run of one top colour.
+TEST(GlueRows, RowFormsMatchOnAGridOfColoursUnderHeldTops) {
+  for (int depth : {8, 16}) {
+    const int32_t M = depth == 16 ? 32768 : 255;
+    auto scaled = [M](int32_t v) { return v * M / 255; };
+    std::vector<int32_t> bases;
+    for (int32_t r = 0; r <= 255; r += 15)
+      for (int32_t g = 0; g <= 255; g += 15)
+        for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {scaled(r), scaled(g), scaled(b)});
+    const int32_t count = int32_t(bases.size() / 3);
+    const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
+    for (GlueLanes lanes : WIDTHS)
+      for (int mode = 2; mode <= GLUE_MODE_COUNT; ++mode) {
+        const GlueRowFunction row = glueRowFunctionAt(lanes, mode, depth);
+        for (const auto& top : tops) {
+          std::vector<int32_t> got;
+          for (int32_t i = 0; i < count; ++i) got.insert(got.end(), {scaled(top[0]), scaled(top[1]), scaled(top[2])});
+          std::vector<int32_t> expected = got;
+          for (int32_t i = 0; i < count; ++i) glueFunction(mode, depth)(&expected[3 * i], &bases[3 * i], runTables());
+          row(got.data(), bases.data(), count, runTables());
+          ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode << " depth " << depth;
+        }
+      }
   }
 }
 
@@ -173,7 +177,7 @@ TEST(GlueRows, RowFormsMatchOnAGridOfEightBitColours) {
 // saturations and the channel ties, for the modes with wide forms.
 TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
   std::vector<int32_t> bases;
-  for (int32_t third : {0, 77, 128, 255})
+  for (int32_t third : {0, 101, 255})
     for (int32_t x = 0; x <= 255; ++x)
       for (int32_t y = 0; y <= 255; ++y) {
         bases.insert(bases.end(), {x, y, third});
