@@ -159,15 +159,14 @@ inline bool allTopsAlike(const int32_t* tops) {
 // fill may take over an entry another lane read).
 using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
 typedef uint32_t U __attribute__((vector_size(4 * N)));
-// True when all N top colours were alike.
 template <int Count>
-inline bool topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
+inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
                         F value[Count]) {
   // Flat parts of the picture give runs of one top colour: one lookup.
   if (allTopsAlike(tops)) {
     const float* t = entry(tables, tops);
     for (int i = 0; i < Count; ++i) value[i] = splat(t[i]);
-    return true;
+    return;
   }
   const I r = channelOf(tops, 0), g = channelOf(tops, 1), b = channelOf(tops, 2);
   const U hash = U(r) * TOP_HASH_FACTORS[0] + U(g) * TOP_HASH_FACTORS[1] + U(b) * TOP_HASH_FACTORS[2] +
@@ -182,7 +181,7 @@ inline bool topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
     const I bits = gatherWords(values + 4 * i, at);
     std::memcpy(&value[i], &bits, sizeof bits);
   }
-  if (!anyLane(~hit)) return false;
+  if (!anyLane(~hit)) return;
   alignas(64) float copied[Count][N];
   std::memcpy(copied, value, sizeof copied);
   for (int k = 0; k < N; ++k) {
@@ -191,7 +190,6 @@ inline bool topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
     for (int i = 0; i < Count; ++i) copied[i][k] = t[i];
   }
   std::memcpy(value, copied, sizeof copied);
-  return false;
 }
 
 // ---------------------------------------------------------------------------
@@ -620,13 +618,14 @@ inline F turnsOf(F angle) {
 template <class S>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[4];  // x1, y1, gate, l1
-  const bool oneTop = topValuesOf<4>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
+  topValuesOf<4>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
   const HslL c2 = rgbToHslL(coloursOf<S>(bases));
-  // A grey top at black or white (the ramp's end in flat parts of the
-  // picture): the point is (0, 0) scaled by a gate of 0 and stays a signed
-  // zero whatever the base's hue, so the radius is 0, and hslToRgb of a
-  // zero saturation gives the lightness in every channel, whatever the hue.
-  if (oneTop && top[0][0] == 0.0f && top[1][0] == 0.0f && top[2][0] == 0.0f) {
+  // Grey tops at black or white (the ramp's ends, common in flat parts of
+  // the picture): the point is (0, 0) scaled by a gate of 0 and stays a
+  // signed zero whatever the base's hue, so the radius is 0, and hslToRgb
+  // of a zero saturation gives the lightness in every channel, whatever
+  // the hue.
+  if (!anyLane((top[0] != 0.0f) | (top[1] != 0.0f) | (top[2] != 0.0f))) {
     const F l = lesser(top[3], c2.l);
     storeColours<S>(tops, {l, l, l});
     return;
