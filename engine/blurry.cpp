@@ -12,9 +12,15 @@ void renderBlurry(FilterSession* session, const RenderContext& context, PixelMap
   const int32_t side = context.fieldSide;
   // At the run's vector width; every width gives the one-at-a-time values.
   const SlopeEdgesFunction slopeEdges = activeFieldKernels().slopeEdges;
-  shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
+  auto shadeOne = [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
     slopeEdges(fieldRow(context.gradientX, side, row), fieldRow(context.gradientY, side, row), k, loop.maxValue,
                loop.columns, edges);
     shadeRow(bandLoop, row, edges, tile, true);
-  });
+  };
+  // A row reads its own field row alone, so it is shaded as soon as that is
+  // computed, when the dispatcher leaves the field to us.
+  if (context.pendingField)
+    shadeRowsWithField(loop, *context.pendingField, shadeOne);
+  else
+    shadeRowsInBands(loop, shadeOne);
 }

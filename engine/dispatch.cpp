@@ -104,23 +104,27 @@ void renderTile(FilterSession* session, PixelMap* tile) {
 
   const int32_t t = tile->baseWidth;
   const int32_t s1 = t - 40, s2 = t - 80;
-  // The source channel is converted to doubles once per tile, so the taps
-  // run over plane rows instead of converting a sample per tap.
+  // The run holds the field's five planes through the host's buffers. The
+  // styles read the gradient planes alone, so the passes keep the source
+  // and smoothed rows in small windows of each thread, which stay in its
+  // cache, and leave those three planes alone.
   int32_t smoothBytes = s1 * s1 * static_cast<int32_t>(sizeof(double));
   int32_t sourceBytes = t * t * static_cast<int32_t>(sizeof(double));
   if (!acquireFieldBuffers(session, smoothBytes, &session->edgeScratchA)) return;
   if (!acquireFieldBuffers(session, s2 * s2 * static_cast<int32_t>(sizeof(double)), &session->edgeScratchB)) return;
   if (!acquireScratch(session, sourceBytes, &session->edgeSource, false)) return;
-  auto* smoothedDown = static_cast<double*>(session->edgeScratchA.addressOne);
-  auto* smoothedAcross = static_cast<double*>(session->edgeScratchA.addressTwo);
   auto* gradientX = static_cast<double*>(session->edgeScratchB.addressOne);
   auto* gradientY = static_cast<double*>(session->edgeScratchB.addressTwo);
-  auto* source = static_cast<double*>(session->edgeSource.addressOne);
 
   EdgeKernels kernels;
   buildEdgeKernels(context.sigma, &kernels);
-  computeEdgeField(selector, kernels, source, smoothedDown, smoothedAcross, gradientX, gradientY, tile,
-                   rectHeight(record->outRect));
+  // "blurry" reads the field row by row: it shades each band of rows as soon
+  // as the band is computed. Every other style reads the whole field.
+  const bool fieldByBands = p->renderStyle == STYLE_INDEX_BLURRY;
+  const EdgeFieldRequest field{selector, &kernels, nullptr, nullptr, nullptr, gradientX, gradientY, tile,
+                               rectHeight(record->outRect)};
+  if (!fieldByBands) computeEdgeFieldInBands(field, nullptr, nullptr);
+  context.pendingField = fieldByBands ? &field : nullptr;
   context.gradientX = p->horizontalField ? gradientX : nullptr;
   context.gradientY = p->verticalField ? gradientY : nullptr;
   context.fieldSide = s2;

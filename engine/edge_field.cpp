@@ -1,8 +1,10 @@
 #include "engine/edge_field.h"
 
-#include <emmintrin.h>
+#include <cstring>
+#include <vector>
 
 #include "engine/field_kernels.h"
+#include "engine/field_passes.h"
 #include "numeric/portable_math.h"
 #include "platform/threads.h"
 
@@ -35,96 +37,115 @@ uint16_t sourceSelectorFor(int32_t renderSource, int16_t imageMode) {
 
 namespace {
 
-// The source channel as doubles, once per tile. Luminance uses the field's
-// weights 299, 587, 114 (sum 1000) on integers, then scales by 0.001. The
-// integer sum is exact in any order, so the vector form below adds it as
-// pairs and gives the same doubles.
-template <typename Sample>
-void takeSourceSamples(uint16_t selector, const Sample* p, size_t count, double* source) {
-  if (selector == SOURCE_LUMINANCE) {
-    for (size_t i = 0; i < count; ++i, p += 4)
-      source[i] = static_cast<double>(299 * int32_t(p[0]) + 587 * int32_t(p[1]) + 114 * int32_t(p[2])) * 0.001;
-  } else {
-    const Sample* c = p + selector;
-    for (size_t i = 0; i < count; ++i, c += 4) source[i] = static_cast<double>(*c);
-  }
-}
+// Gradient rows per band: a band's source and smoothed rows were written
+// moments before the band reads them, so they come from the core's cache.
+constexpr int32_t FIELD_BAND_ROWS = 16;
+// Each run computes the 80 source and 40 smoothed rows below its last
+// gradient row itself; a run much shorter would mostly repeat its neighbour.
+constexpr int32_t MIN_RUN_ROWS = 80;
+constexpr int32_t MAX_RUNS = 64;
+// Bands a window holds before its live rows move to the top: a run of half
+// a tile (two threads) fits without a move.
+constexpr int32_t WINDOW_BANDS = 9;
 
-// Four 8-bit pixels at a time: the bytes widened to 16 bits, the weighted
-// pairs (299 r + 587 g, 114 b + 0 a) from one multiply-add, then the pairs
-// added and converted two values at a time.
-void takeSourceBytes(uint16_t selector, const uint8_t* p, size_t count, double* source) {
-  size_t i = 0;
-  const __m128i zero = _mm_setzero_si128();
-  if (selector == SOURCE_LUMINANCE) {
-    const __m128i weights = _mm_setr_epi16(299, 587, 114, 0, 299, 587, 114, 0);
-    const __m128d scale = _mm_set1_pd(0.001);
-    for (; i + 4 <= count; i += 4, p += 16) {
-      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i low = _mm_madd_epi16(_mm_unpacklo_epi8(pixels, zero), weights);   // pixels 0, 1
-      const __m128i high = _mm_madd_epi16(_mm_unpackhi_epi8(pixels, zero), weights);  // pixels 2, 3
-      // Each pixel's two partial sums sit side by side: add the odd lanes
-      // onto the even ones and gather the even lanes.
-      const __m128i lowSums = _mm_add_epi32(low, _mm_srli_epi64(low, 32));
-      const __m128i highSums = _mm_add_epi32(high, _mm_srli_epi64(high, 32));
-      const __m128i sums = _mm_castps_si128(
-          _mm_shuffle_ps(_mm_castsi128_ps(lowSums), _mm_castsi128_ps(highSums), _MM_SHUFFLE(2, 0, 2, 0)));
-      _mm_storeu_pd(source + i, _mm_mul_pd(_mm_cvtepi32_pd(sums), scale));
-      _mm_storeu_pd(source + i + 2, _mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(sums, 8)), scale));
-    }
-  } else {
-    const __m128i mask = _mm_set1_epi32(0xff);
-    const int32_t shift = 8 * selector;
-    for (; i + 4 <= count; i += 4, p += 16) {
-      const __m128i pixels = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i values = _mm_and_si128(_mm_srl_epi32(pixels, _mm_cvtsi32_si128(shift)), mask);
-      _mm_storeu_pd(source + i, _mm_cvtepi32_pd(values));
-      _mm_storeu_pd(source + i + 2, _mm_cvtepi32_pd(_mm_srli_si128(values, 8)));
-    }
-  }
-  takeSourceSamples<uint8_t>(selector, p, count - i, source + i);
-}
+// Where a run keeps its source rows and both kinds of smoothed rows: the
+// planes themselves, or windows of its thread that hold `rows` rows and are
+// refilled from the top.
+struct FieldWindow {
+  double* source;
+  double* down;
+  double* across;
+  int32_t sourceRows, smoothRows;
+};
 
-// Rows per band: enough work per part to pay for handing it over.
-constexpr int32_t BAND_ROWS = 16;
-
-int32_t bandCount(int32_t rows) { return (rows + BAND_ROWS - 1) / BAND_ROWS; }
-
+// The tile is cut into runs of gradient rows, one per thread; each run walks
+// its rows band by band: source rows, the smoothed rows they allow, then the
+// gradient rows, each written moments before the next step reads it.
 struct FieldJob {
   const FieldKernels& passes;
   uint16_t selector;
   const PixelMap* tile;
-  int32_t rows0;
-  double* source;
   int32_t t;
   const double *g, *d;
   int32_t n;
-  double *smoothedDown, *smoothedAcross, *gradientX, *gradientY;
-  int32_t rows1, rows2;
+  double *gradientX, *gradientY;
+  FieldRowsDone rowsDone;
+  void* rowsDoneContext;
+  const FieldWindow* windows;  // by worker slot
+  int32_t runs;
+  int32_t runStart[MAX_RUNS + 1];
 };
 
-void sourceBand(void* context, int32_t band) {
-  const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows0 ? begin + BAND_ROWS : job.rows0;
+// Windows per thread slot, grown by the calling thread before a job and kept
+// for the process; bounded by the largest tile.
+FieldWindow* threadWindows(int32_t slots, int32_t t) {
+  struct Storage {
+    std::vector<double> source, down, across;
+  };
+  static std::vector<Storage> storage;
+  static std::vector<FieldWindow> windows;
+  if (static_cast<int32_t>(storage.size()) < slots) storage.resize(static_cast<size_t>(slots));
+  windows.resize(static_cast<size_t>(slots));
+  const int32_t sourceRows = 80 + WINDOW_BANDS * FIELD_BAND_ROWS, smoothRows = 40 + WINDOW_BANDS * FIELD_BAND_ROWS;
+  const size_t sourceSize = static_cast<size_t>(sourceRows) * t;
+  const size_t smoothSize = static_cast<size_t>(smoothRows) * (t - 40);
+  for (int32_t slot = 0; slot < slots; ++slot) {
+    Storage& w = storage[static_cast<size_t>(slot)];
+    if (w.source.size() < sourceSize) w.source.resize(sourceSize);
+    if (w.down.size() < smoothSize) w.down.resize(smoothSize), w.across.resize(smoothSize);
+    windows[static_cast<size_t>(slot)] = {w.source.data(), w.down.data(), w.across.data(), sourceRows, smoothRows};
+  }
+  return windows.data();
+}
+
+void moveRowsToTop(double* window, size_t stride, int32_t fromRow, int32_t rows) {
+  if (fromRow > 0 && rows > 0)
+    std::memmove(window, window + static_cast<size_t>(fromRow) * stride,
+                 static_cast<size_t>(rows) * stride * sizeof(double));
+}
+
+void takeSourceRows(const FieldJob& job, int32_t begin, int32_t end, double* rows) {
   const size_t first = static_cast<size_t>(begin) * job.t, count = static_cast<size_t>(end - begin) * job.t;
   if (job.tile->format == PIXEL_RGBA8)
-    takeSourceBytes(job.selector, job.tile->pixels + first * 4, count, job.source + first);
+    job.passes.sourceBytes(job.selector, job.tile->pixels + first * 4, count, rows);
   else
     takeSourceSamples<uint16_t>(job.selector, reinterpret_cast<const uint16_t*>(job.tile->pixels) + first * 4, count,
-                                job.source + first);
+                                rows);
 }
 
-void smoothBand(void* context, int32_t band) {
+void fieldRun(void* context, int32_t run) {
   const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows1 ? begin + BAND_ROWS : job.rows1;
-  job.passes.smoothRows(job.source, job.t, job.g, job.n, job.smoothedDown, job.smoothedAcross, begin, end);
-}
-
-void slopeBand(void* context, int32_t band) {
-  const FieldJob& job = *static_cast<const FieldJob*>(context);
-  const int32_t begin = band * BAND_ROWS, end = begin + BAND_ROWS < job.rows2 ? begin + BAND_ROWS : job.rows2;
-  job.passes.slopeRows(job.smoothedDown, job.smoothedAcross, job.t - 40, job.d, job.n, job.gradientX,
-                       job.gradientY, begin, end);
+  const FieldWindow& w = job.windows[job.runs == 1 ? 0 : platformWorkerSlot()];
+  const int32_t t = job.t, s1 = t - 40, s2 = t - 80;
+  const int32_t begin = job.runStart[run], end = job.runStart[run + 1];
+  // The window holds source rows [sourceBase, sourceDone) and smoothed rows
+  // [smoothBase, smoothDone) of the tile.
+  int32_t sourceBase = begin, sourceDone = begin, smoothBase = begin, smoothDone = begin;
+  for (int32_t rowBegin = begin; rowBegin < end; rowBegin += FIELD_BAND_ROWS) {
+    const int32_t rowEnd = rowBegin + FIELD_BAND_ROWS < end ? rowBegin + FIELD_BAND_ROWS : end;
+    // A gradient row reads 20 smoothed rows on, a smoothed row 20 source rows.
+    const int32_t smoothEnd = rowEnd + 40, sourceEnd = smoothEnd + 40;
+    if (sourceEnd - sourceBase > w.sourceRows) {
+      moveRowsToTop(w.source, t, smoothDone - sourceBase, sourceDone - smoothDone);
+      sourceBase = smoothDone;
+    }
+    if (smoothEnd - smoothBase > w.smoothRows) {
+      moveRowsToTop(w.down, s1, rowBegin - smoothBase, smoothDone - rowBegin);
+      moveRowsToTop(w.across, s1, rowBegin - smoothBase, smoothDone - rowBegin);
+      smoothBase = rowBegin;
+    }
+    takeSourceRows(job, sourceDone, sourceEnd, w.source + static_cast<size_t>(sourceDone - sourceBase) * t);
+    sourceDone = sourceEnd;
+    const size_t smoothAt = static_cast<size_t>(smoothDone - smoothBase) * s1;
+    job.passes.smoothRows(w.source + static_cast<size_t>(smoothDone - sourceBase) * t, t, job.g, job.n,
+                          w.down + smoothAt, w.across + smoothAt, 0, smoothEnd - smoothDone);
+    smoothDone = smoothEnd;
+    const size_t slopeAt = static_cast<size_t>(rowBegin - smoothBase) * s1;
+    job.passes.slopeRows(w.down + slopeAt, w.across + slopeAt, s1, job.d, job.n,
+                         job.gradientX + static_cast<size_t>(rowBegin) * s2,
+                         job.gradientY + static_cast<size_t>(rowBegin) * s2, 0, rowEnd - rowBegin);
+    if (job.rowsDone) job.rowsDone(job.rowsDoneContext, rowBegin, rowEnd);
+  }
 }
 
 }  // namespace
@@ -132,26 +153,45 @@ void slopeBand(void* context, int32_t band) {
 void computeEdgeField(uint16_t sourceSelector, const EdgeKernels& kernels, double* source, double* smoothedDown,
                       double* smoothedAcross, double* gradientX, double* gradientY, const PixelMap* tile,
                       int32_t coreRows) {
-  const int32_t t = tile->baseWidth;
-  const int32_t s1 = t - 40;  // side of the smoothed planes
+  const EdgeFieldRequest request{sourceSelector, &kernels, source, smoothedDown, smoothedAcross,
+                                 gradientX,      gradientY, tile,  coreRows};
+  computeEdgeFieldInBands(request, nullptr, nullptr);
+}
+
+void computeEdgeFieldInBands(const EdgeFieldRequest& request, FieldRowsDone rowsDone, void* rowsDoneContext) {
+  const int32_t t = request.tile->baseWidth;
   const int32_t s2 = t - 80;  // side of the gradient planes
-  // Rows of each plane that the core's rows need: the styles read field rows
-  // 0 .. coreRows + 1, each pass reaches 20 rows further.
-  const int32_t rows2 = coreRows < s2 - 2 ? (coreRows < 0 ? 0 : coreRows) + 2 : s2;
-  const int32_t rows1 = rows2 + 40 < s1 ? rows2 + 40 : s1;
-  const int32_t rows0 = rows1 + 40 < t ? rows1 + 40 : t;
-  const int32_t n = kernels.tapCount;
-  const double* g = kernels.smoothTaps;
-  const double* d = kernels.slopeTaps;
-  if (sourceSelector != SOURCE_LUMINANCE && sourceSelector > 2) sourceSelector = SOURCE_LUMINANCE;
-  // Both passes at the run's vector width, each split into bands of rows
-  // over the threads; every sample is computed alone, so neither the width
-  // nor the banding changes a bit. The second pass starts once the first
-  // has finished every band it reads.
-  FieldJob job{activeFieldKernels(), sourceSelector, tile, rows0, source, t, g, d, n, smoothedDown, smoothedAcross,
-               gradientX, gradientY, rows1, rows2};
-  const int32_t threads = renderThreads();
-  platformRunParts(sourceBand, &job, bandCount(rows0), threads);
-  platformRunParts(smoothBand, &job, bandCount(rows1), threads);
-  platformRunParts(slopeBand, &job, bandCount(rows2), threads);
+  // Gradient rows the core's rows need: the styles read field rows
+  // 0 .. coreRows + 1. Their smoothed and source rows reach 40 and 80 rows
+  // further, within the tile.
+  const int32_t coreRows = request.coreRows < 0 ? 0 : request.coreRows;
+  const int32_t rows = coreRows < s2 - 2 ? coreRows + 2 : s2;
+  if (rows <= 0) return;
+  uint16_t selector = request.sourceSelector;
+  if (selector != SOURCE_LUMINANCE && selector > 2) selector = SOURCE_LUMINANCE;
+  // Both passes at the run's vector width, over runs of rows on the
+  // threads; every sample is computed alone, so neither the width nor the
+  // cut into runs and bands changes a bit.
+  FieldJob job{activeFieldKernels(), selector, request.tile, t, request.kernels->smoothTaps,
+               request.kernels->slopeTaps, request.kernels->tapCount, request.gradientX, request.gradientY, rowsDone,
+               rowsDoneContext, nullptr, 1, {}};
+  int32_t runs = 1;
+  FieldWindow planes;
+  if (request.source) {
+    // The planes to fill are one window that never fills up, for one run:
+    // runs side by side would each write the rows below their own.
+    planes = {request.source, request.smoothedDown, request.smoothedAcross, t, t - 40};
+    job.windows = &planes;
+  } else {
+    runs = (rows + 20) / MIN_RUN_ROWS;
+    const int32_t threads = renderThreads();
+    if (runs > threads) runs = threads;
+    if (runs > MAX_RUNS) runs = MAX_RUNS;
+    if (runs < 1) runs = 1;
+    job.windows = threadWindows(runs, t);
+  }
+  job.runs = runs;
+  for (int32_t run = 0; run <= runs; ++run)
+    job.runStart[run] = static_cast<int32_t>(static_cast<int64_t>(rows) * run / runs);
+  platformRunParts(fieldRun, &job, runs, runs);
 }

@@ -21,6 +21,10 @@ void slopeEdgesScalar(const double* gx, const double* gy, double k, int32_t maxV
   slopeEdgesWith<SingleLane>(gx, gy, k, maxValue, count, edges);
 }
 
+void sourceBytesScalar(uint16_t selector, const uint8_t* pixels, size_t count, double* source) {
+  takeSourceSamples<uint8_t>(selector, pixels, count, source);
+}
+
 namespace {
 
 const char* const LEVEL_NAMES[] = {"scalar", "sse2", "avx2", "avx512"};
@@ -58,13 +62,13 @@ FieldKernels fieldKernelsFor(SimdLevel level) {
   if (level > widest) level = widest;
   switch (level) {
     case SIMD_AVX512:
-      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512, slopeEdgesAvx512};
+      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512, slopeEdgesAvx512, sourceBytesAvx512};
     case SIMD_AVX2:
-      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2, slopeEdgesAvx2};
+      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2, slopeEdgesAvx2, sourceBytesAvx2};
     case SIMD_SSE2:
-      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2, slopeEdgesSse2};
+      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2, slopeEdgesSse2, sourceBytesSse2};
     default:
-      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar, slopeEdgesScalar};
+      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar, slopeEdgesScalar, sourceBytesScalar};
   }
 }
 

@@ -4,6 +4,7 @@
 // Every width gives the bits of the scalar loop.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 enum SimdLevel : int32_t { SIMD_SCALAR = 0, SIMD_SSE2 = 1, SIMD_AVX2 = 2, SIMD_AVX512 = 3 };
@@ -19,11 +20,16 @@ using SlopeRowsFunction = void (*)(const double* smoothedDown, const double* smo
 using SlopeEdgesFunction = void (*)(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count,
                                     int32_t* edges);
 
+// The field's source channel of `count` 8-bit pixels (r, g, b, a) as
+// doubles: the channel `selector`, or SOURCE_LUMINANCE.
+using SourceBytesFunction = void (*)(uint16_t selector, const uint8_t* pixels, size_t count, double* source);
+
 struct FieldKernels {
   SimdLevel level;
   SmoothRowsFunction smoothRows;
   SlopeRowsFunction slopeRows;
   SlopeEdgesFunction slopeEdges;
+  SourceBytesFunction sourceBytes;
 };
 
 // The best level this CPU runs (the OS saving the wide registers included).
@@ -59,3 +65,7 @@ void slopeEdgesAvx2(const double*, const double*, double, int32_t, int32_t, int3
 void slopeEdgesAvx512(const double*, const double*, double, int32_t, int32_t, int32_t*);
 void slopeRowsAvx512(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
                      int32_t);
+void sourceBytesScalar(uint16_t, const uint8_t*, size_t, double*);
+void sourceBytesSse2(uint16_t, const uint8_t*, size_t, double*);
+void sourceBytesAvx2(uint16_t, const uint8_t*, size_t, double*);
+void sourceBytesAvx512(uint16_t, const uint8_t*, size_t, double*);

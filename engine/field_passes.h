@@ -12,7 +12,28 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "engine/edge_field.h"
+
 namespace {
+
+// The source channel as doubles, one pixel at a time. Luminance uses the
+// field's weights 299, 587, 114 (sum 1000) on integers, then scales by
+// 0.001. The integer sum is exact in any order, so the vector forms add it
+// as pairs and give the same doubles.
+template <typename Sample>
+void takeSourceSamples(uint16_t selector, const Sample* p, size_t count, double* source) {
+  if (selector == SOURCE_LUMINANCE) {
+    for (size_t i = 0; i < count; ++i, p += 4)
+      source[i] = static_cast<double>(299 * int32_t(p[0]) + 587 * int32_t(p[1]) + 114 * int32_t(p[2])) * 0.001;
+  } else {
+    const Sample* c = p + selector;
+    for (size_t i = 0; i < count; ++i, c += 4) source[i] = static_cast<double>(*c);
+  }
+}
+
+// The weights as the 16-bit lanes of one widened pixel (r, g, b, a): one
+// multiply-add gives the pairs 299 r + 587 g and 114 b + 0 a.
+constexpr int64_t LUMINANCE_WEIGHTS = 299 | (587LL << 16) | (114LL << 32);
 
 // One double at a time: the columns past the last whole vector.
 struct SingleLane {

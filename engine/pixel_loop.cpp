@@ -36,24 +36,50 @@ const GlueTables* slotGlueTables(const GlueTables& runTables, int32_t slot) {
   return tables.get();
 }
 
+// Each thread's edge row and glue tables, by worker slot.
+struct ShadeScratch {
+  int32_t* edgeRows;
+  size_t edgeStride;
+  const GlueTables* const* tables;
+};
+
+// Scratch of the calling thread, sized for the widest run so far.
+ShadeScratch prepareShadeScratch(const PixelLoop& loop, int32_t threads) {
+  static std::vector<int32_t> edgeRows;
+  static std::vector<const GlueTables*> tables;
+  const size_t stride = static_cast<size_t>(loop.columns) + 1;
+  if (edgeRows.size() < stride * threads) edgeRows.resize(stride * threads);
+  tables.resize(static_cast<size_t>(threads));
+  for (int32_t slot = 0; slot < threads; ++slot) tables[slot] = slotGlueTables(*loop.glueTables, slot);
+  return {edgeRows.data(), stride, tables.data()};
+}
+
 struct ShadeJob {
   const PixelLoop* loop;
   ShadeRowTask task;
   const void* context;
-  int32_t* edgeRows;  // one row per thread
-  size_t edgeStride;
-  const GlueTables* const* tables;  // per thread
+  ShadeScratch scratch;
 };
 
-void shadeBand(void* context, int32_t band) {
-  const ShadeJob& job = *static_cast<const ShadeJob*>(context);
+// Core rows [begin, end) on the running thread, with its own scratch.
+void shadeRowRange(const ShadeJob& job, int32_t begin, int32_t end) {
   const int32_t slot = platformWorkerSlot();
   PixelLoop loop = *job.loop;
-  loop.glueTables = job.tables[slot];
-  int32_t* edges = job.edgeRows + static_cast<size_t>(slot) * job.edgeStride;
-  const int32_t begin = band * SHADE_BAND_ROWS;
-  const int32_t end = begin + SHADE_BAND_ROWS < loop.rows ? begin + SHADE_BAND_ROWS : loop.rows;
+  loop.glueTables = job.scratch.tables[slot];
+  int32_t* edges = job.scratch.edgeRows + static_cast<size_t>(slot) * job.scratch.edgeStride;
+  if (begin < 0) begin = 0;
+  if (end > loop.rows) end = loop.rows;
   for (int32_t row = begin; row < end; ++row) job.task(job.context, loop, row, edges);
+}
+
+void shadeBand(void* context, int32_t band) {
+  const int32_t begin = band * SHADE_BAND_ROWS;
+  shadeRowRange(*static_cast<const ShadeJob*>(context), begin, begin + SHADE_BAND_ROWS);
+}
+
+// Field rows [rowBegin, rowEnd) are done: core row r reads field row r + 1.
+void shadeFieldRows(void* context, int32_t rowBegin, int32_t rowEnd) {
+  shadeRowRange(*static_cast<const ShadeJob*>(context), rowBegin - 1, rowEnd - 1);
 }
 
 }  // namespace
@@ -63,15 +89,15 @@ void shadeRowsInBands(const PixelLoop& loop, ShadeRowTask task, const void* cont
   const int32_t bands = (loop.rows + SHADE_BAND_ROWS - 1) / SHADE_BAND_ROWS;
   int32_t threads = renderThreads();
   if (threads > bands) threads = bands;
-  // Scratch of the calling thread, sized for the widest run so far.
-  static std::vector<int32_t> edgeRows;
-  static std::vector<const GlueTables*> tables;
-  const size_t stride = static_cast<size_t>(loop.columns) + 1;
-  if (edgeRows.size() < stride * threads) edgeRows.resize(stride * threads);
-  tables.resize(static_cast<size_t>(threads));
-  for (int32_t slot = 0; slot < threads; ++slot) tables[slot] = slotGlueTables(*loop.glueTables, slot);
-  ShadeJob job{&loop, task, context, edgeRows.data(), stride, tables.data()};
+  ShadeJob job{&loop, task, context, prepareShadeScratch(loop, threads)};
   platformRunParts(shadeBand, &job, bands, threads);
+}
+
+void shadeRowsWithField(const PixelLoop& loop, const EdgeFieldRequest& field, ShadeRowTask task,
+                        const void* context) {
+  // The field takes at most renderThreads() threads; every slot gets scratch.
+  ShadeJob job{&loop, task, context, prepareShadeScratch(loop, renderThreads())};
+  computeEdgeFieldInBands(field, loop.rows > 0 ? shadeFieldRows : nullptr, &job);
 }
 
 void preparePixelLoop(PixelLoop* loop, FilterSession* session, const uint8_t ramp[256][4]) {

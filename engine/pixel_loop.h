@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "engine/edge_field.h"
 #include "glue/glue_modes.h"
 #include "image/pixel_map.h"
 
@@ -56,6 +57,23 @@ template <typename RowFunction>
 void shadeRowsInBands(const PixelLoop& loop, const RowFunction& rowFunction) {
   shadeRowsInBands(
       loop,
+      [](const void* context, const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
+        (*static_cast<const RowFunction*>(context))(bandLoop, row, edges);
+      },
+      &rowFunction);
+}
+
+// For a style whose core row r reads field row r + 1 alone: the field is
+// computed band by band over the threads, and each band's core rows are
+// shaded by task on the same thread as soon as their field rows are done,
+// while those are still in that core's cache.
+void shadeRowsWithField(const PixelLoop& loop, const EdgeFieldRequest& field, ShadeRowTask task,
+                        const void* context);
+
+template <typename RowFunction>
+void shadeRowsWithField(const PixelLoop& loop, const EdgeFieldRequest& field, const RowFunction& rowFunction) {
+  shadeRowsWithField(
+      loop, field,
       [](const void* context, const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
         (*static_cast<const RowFunction*>(context))(bandLoop, row, edges);
       },

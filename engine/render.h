@@ -18,6 +18,9 @@ struct RenderContext {
   const double* gradientX;        // null when the extent leaves it out
   const double* gradientY;
   int32_t fieldSide;              // side of the gradient planes, T - 80
+  // Set when the planes are still to be computed: the style computes them
+  // itself, band by band as it shades (the planes above are where they go).
+  const EdgeFieldRequest* pendingField;
   uint8_t rampTable[256][4];
   uint8_t chromeTable[361];
 };

@@ -2,9 +2,17 @@
 // and the marching-squares cell that places one dot per contour segment.
 #include <emmintrin.h>
 
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
 #include "session/session.h"
+#include "engine/field_kernels.h"
+#include "engine/stroke_kernels.h"
+#include "engine/stroke_rows.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 namespace {
 
@@ -25,17 +33,19 @@ inline void raiseInside(uint8_t* cell, float share) {
   *cell = static_cast<uint8_t>(static_cast<int32_t>(v));
 }
 
-}  // namespace
-
-void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
-  if (pixelMapEmpty(plane)) return;
-  // A dot whose four cells all lie outside the plane changes nothing; the
-  // test also keeps the conversions below defined for any coordinate.
+// False when all four cells of a dot at (x, y) lie outside the plane, so
+// that it changes nothing; the test also keeps the conversions below
+// defined for any coordinate. Otherwise the top-left cell.
+inline bool dotCorner(const PixelMap* plane, float x, float y, int32_t* ix, int32_t* iy) {
   if (!(x > -2.0f && y > -2.0f && x < static_cast<float>(plane->baseWidth) + 1.0f &&
         y < static_cast<float>(plane->baseHeight) + 1.0f))
-    return;
-  int32_t ix = x >= 0.0f ? static_cast<int32_t>(x) : static_cast<int32_t>(x - 1.0);
-  int32_t iy = y >= 0.0f ? static_cast<int32_t>(y) : static_cast<int32_t>(y - 1.0);
+    return false;
+  *ix = x >= 0.0f ? static_cast<int32_t>(x) : static_cast<int32_t>(x - 1.0);
+  *iy = y >= 0.0f ? static_cast<int32_t>(y) : static_cast<int32_t>(y - 1.0);
+  return true;
+}
+
+void drawDotAt(float x, float y, int32_t ix, int32_t iy, PixelMap* plane, float value) {
   float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);
   float left = value - value * fx, right = value * fx;
   if (ix >= 0 && iy >= 0 && ix < plane->levelMaxX[0] && iy < plane->levelMaxY[0]) {
@@ -44,6 +54,26 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
     uint8_t* top = pixelAddress(plane, ix, iy, 0);
     uint8_t* bottom = pixelAddress(plane, ix, iy + 1, 0);
     const int32_t step = plane->bytesPerPixel;
+    if (step == 1) {
+      // The four raises at once. A share above the cell truncates to at
+      // least the cell, one not above it to at most the cell, so each cell
+      // becomes the larger of its byte and its share limited to 0..255 and
+      // truncated (NaN counting as 0). The shares are the same four
+      // products and differences.
+      const __m128 sides = _mm_setr_ps(left, right, 0.0f, 0.0f);
+      const __m128 lower = _mm_mul_ps(sides, _mm_set1_ps(fy));
+      const __m128 shares = _mm_movelh_ps(_mm_sub_ps(sides, lower), lower);
+      const __m128 limited = _mm_min_ps(_mm_max_ps(shares, _mm_setzero_ps()), _mm_set1_ps(255.0f));
+      alignas(16) int32_t raised[4];
+      _mm_store_si128(reinterpret_cast<__m128i*>(raised), _mm_cvttps_epi32(limited));
+      // A byte at a time, so that a read of a cell the previous dot wrote
+      // is served from that write.
+      top[0] = static_cast<uint8_t>(top[0] > raised[0] ? top[0] : raised[0]);
+      top[1] = static_cast<uint8_t>(top[1] > raised[1] ? top[1] : raised[1]);
+      bottom[0] = static_cast<uint8_t>(bottom[0] > raised[2] ? bottom[0] : raised[2]);
+      bottom[1] = static_cast<uint8_t>(bottom[1] > raised[3] ? bottom[1] : raised[3]);
+      return;
+    }
     raiseInside(top, left - left * fy);
     raiseInside(top + step, right - right * fy);
     raiseInside(bottom, left * fy);
@@ -54,6 +84,72 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
   raiseCell(plane, ix + 1, iy, right - right * fy);
   raiseCell(plane, ix, iy + 1, left * fy);
   raiseCell(plane, ix + 1, iy + 1, right * fy);
+}
+
+}  // namespace
+
+void drawStrokeDot(float x, float y, PixelMap* plane, float value) {
+  if (pixelMapEmpty(plane)) return;
+  int32_t ix, iy;
+  if (dotCorner(plane, x, y, &ix, &iy)) drawDotAt(x, y, ix, iy, plane, value);
+}
+
+void drawBandDot(StrokeBand* band, float x, float y, float value) {
+  int32_t ix, iy;
+  if (!dotCorner(band->plane, x, y, &ix, &iy)) return;
+  // A dot with no cell inside the plane changes nothing; left out here, the
+  // clamped reads of the rest fall on the dot's own rows.
+  const PixelMap* plane = band->plane;
+  if (ix < -1 || iy < -1 || ix > plane->levelMaxX[0] || iy > plane->levelMaxY[0]) return;
+  // Both rows of cells are the band's own; the ends of the owned range
+  // reach past the plane's ends.
+  if (iy >= band->ownTop && iy < band->ownBottom - 1)
+    drawDotAt(x, y, ix, iy, band->plane, value);
+  else
+    band->spill->push_back(StrokeDot{x, y, value});
+}
+
+namespace {
+
+// Rows per band of a stroke pass: several bands per thread on a tile of
+// 256 rows, and few enough rows at the seams that the dots drawn after the
+// bands stay a small share.
+constexpr int32_t STROKE_BAND_ROWS = 32;
+
+struct StrokeBandJob {
+  PixelMap* plane;
+  int32_t rows, tileTop, bands;
+  StrokeBandTask task;
+  const void* context;
+  std::vector<StrokeDot>* spills;
+};
+
+void strokeBand(void* jobContext, int32_t index) {
+  const StrokeBandJob& job = *static_cast<const StrokeBandJob*>(jobContext);
+  const int32_t begin = index * STROKE_BAND_ROWS;
+  const int32_t end = begin + STROKE_BAND_ROWS < job.rows ? begin + STROKE_BAND_ROWS : job.rows;
+  StrokeBand band;
+  band.plane = job.plane;
+  band.ownTop = index == 0 ? INT32_MIN : job.tileTop + begin;
+  band.ownBottom = index == job.bands - 1 ? INT32_MAX : job.tileTop + end;
+  band.spill = &job.spills[index];
+  job.task(job.context, begin, end, &band);
+}
+
+}  // namespace
+
+void drawStrokesInBands(FilterSession* session, int32_t rows, StrokeBandTask task, const void* context) {
+  PixelMap* plane = &session->strokePlane;
+  if (rows <= 0 || pixelMapEmpty(plane)) return;
+  const int32_t bands = (rows + STROKE_BAND_ROWS - 1) / STROKE_BAND_ROWS;
+  std::vector<std::vector<StrokeDot>> spills(static_cast<size_t>(bands));
+  StrokeBandJob job{plane, rows, session->tileTop, bands, task, context, spills.data()};
+  platformRunParts(strokeBand, &job, bands, renderThreads());
+  // A dot raises each cell to the larger of the cell and its share, and the
+  // larger of several values does not depend on their order: the dots
+  // that fell across a seam give the same plane drawn last.
+  for (const std::vector<StrokeDot>& spill : spills)
+    for (const StrokeDot& dot : spill) drawStrokeDot(dot.x, dot.y, plane, dot.value);
 }
 
 namespace {
@@ -127,28 +223,53 @@ const CellSegments CELL_SEGMENTS[16] = {
 };
 
 // One dot stands for the segment: at its middle, as strong as it is long.
-inline void dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, PixelMap* plane,
-                          int32_t value) {
+inline StrokeDot dotForSegment(double x0, double y0, double x1, double y1, int32_t x, int32_t y, int32_t value) {
   double dx = x0 - x1, dy = y0 - y1;
   double strength = numeric::squareRoot(dy * dy + dx * dx) * value;
-  drawStrokeDot(static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y), plane,
-                static_cast<float>(strength));
+  return StrokeDot{static_cast<float>((x0 + x1) / 2.0 + x), static_cast<float>((y0 + y1) / 2.0 + y),
+                   static_cast<float>(strength)};
 }
 
 }  // namespace
 
-void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
-                 int32_t value) {
+int32_t contourDots(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, int32_t value,
+                    StrokeDot dots[2]) {
   int32_t index = (a00 > threshold ? 1 : 0) + (a01 > threshold ? 2 : 0) + (a10 > threshold ? 4 : 0) +
                   (a11 > threshold ? 8 : 0);
   const CellSegments& segments = CELL_SEGMENTS[index];
-  if (segments.count == 0) return;
+  if (segments.count == 0) return 0;
   const Crossings c = crossings(a00 - threshold, a01 - threshold, a10 - threshold, a11 - threshold);
   // The points on the four sides, looked up by side rather than branched to.
   const double across[4] = {c.top, 0.0, 1.0, c.bottom};
   const double down[4] = {0.0, c.left, c.right, 1.0};
   for (int32_t k = 0; k < segments.count; ++k) {
     const CellSide from = segments.ends[k][0], to = segments.ends[k][1];
-    dotForSegment(across[from], down[from], across[to], down[to], x, y, plane, value);
+    dots[k] = dotForSegment(across[from], down[from], across[to], down[to], x, y, value);
+  }
+  return segments.count;
+}
+
+void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
+                 int32_t value) {
+  StrokeDot dots[2];
+  const int32_t count = contourDots(a00, a01, a10, a11, threshold, x, y, value, dots);
+  for (int32_t k = 0; k < count; ++k) drawStrokeDot(dots[k].x, dots[k].y, plane, dots[k].value);
+}
+
+// One pixel at a time: the reference every vector width matches.
+ML_STROKE_ENTRIES(StrokeSingleLane, Scalar)
+
+StrokeKernels strokeKernelsFor(SimdLevel level) {
+  switch (fieldKernelsFor(level).level) {
+    case SIMD_AVX512:
+      return {thinHardRowAvx512, thinSoftRowAvx512, scribbleTurnAvx512, scribbleStrengthAvx512,
+              scribbleCrossingsAvx512};
+    case SIMD_AVX2:
+      return {thinHardRowAvx2, thinSoftRowAvx2, scribbleTurnAvx2, scribbleStrengthAvx2, scribbleCrossingsAvx2};
+    case SIMD_SSE2:
+      return {thinHardRowSse2, thinSoftRowSse2, scribbleTurnSse2, scribbleStrengthSse2, scribbleCrossingsSse2};
+    default:
+      return {thinHardRowScalar, thinSoftRowScalar, scribbleTurnScalar, scribbleStrengthScalar,
+              scribbleCrossingsScalar};
   }
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "engine/render.h"
 #include "glue/glue_modes.h"
@@ -18,6 +19,7 @@ using StyleRenderer = void (*)(FilterSession* session, const RenderContext& cont
 void renderStyle(int32_t zeroBasedStyle, FilterSession* session, const RenderContext& context, PixelMap* tile);
 
 // Zero-based style numbers the dispatcher and the walk need to know by name.
+constexpr int32_t STYLE_INDEX_BLURRY = 0;
 constexpr int32_t STYLE_INDEX_THIN_SOFT = 2;
 constexpr int32_t STYLE_INDEX_CHROME = 3;
 constexpr int32_t STYLE_INDEX_SCRIBBLE = 4;
@@ -64,6 +66,39 @@ void drawStrokeDot(float x, float y, PixelMap* plane, float value);
 // with value times its length.
 void contourCell(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, PixelMap* plane,
                  int32_t value);
+
+// A stroke pass split into bands of core rows over the render's threads.
+// A band writes only the plane rows it owns, [ownTop, ownBottom); a dot
+// that reaches beyond them waits in the band's spill list and is drawn on
+// the calling thread once every band is done. As each cell keeps the
+// largest share it is given, the plane comes out the same for any number
+// of threads.
+struct StrokeDot {
+  float x, y, value;
+};
+struct StrokeBand {
+  PixelMap* plane;
+  int32_t ownTop, ownBottom;
+  std::vector<StrokeDot>* spill;
+};
+void drawBandDot(StrokeBand* band, float x, float y, float value);
+// The dots contourCell draws, into dots[0..count-1]; returns the count.
+int32_t contourDots(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, int32_t value,
+                    StrokeDot dots[2]);
+// task(context, begin, end, band) draws the strokes of core rows
+// begin .. end-1 through drawBandDot; bands run in any order, on any
+// thread, and never call the host.
+using StrokeBandTask = void (*)(const void* context, int32_t begin, int32_t end, StrokeBand* band);
+void drawStrokesInBands(FilterSession* session, int32_t rows, StrokeBandTask task, const void* context);
+template <typename BandFunction>
+void drawStrokesInBands(FilterSession* session, int32_t rows, const BandFunction& bandFunction) {
+  drawStrokesInBands(
+      session, rows,
+      [](const void* context, int32_t begin, int32_t end, StrokeBand* band) {
+        (*static_cast<const BandFunction*>(context))(begin, end, band);
+      },
+      &bandFunction);
+}
 
 // The plane pass's brightening curve.
 extern const uint8_t TONE_CURVE[256];

@@ -11,6 +11,7 @@
 #include "session/session.h"
 #include "engine/field_kernels.h"
 #include "engine/pixel_loop.h"
+#include "engine/stroke_kernels.h"
 #include "engine/styles.h"
 #include "image/rect.h"
 #include "numeric/portable_math.h"
@@ -18,29 +19,21 @@
 
 namespace {
 
-// One band of rows of the magnitude plane below.
-struct MagnitudeJob {
-  const RenderContext* context;
-  double* plane;
-  int32_t height, width;
-  double divisor;
-};
-
-constexpr int32_t MAGNITUDE_BAND_ROWS = 16;
-
-void magnitudeBand(void* jobContext, int32_t band) {
-  const MagnitudeJob& job = *static_cast<const MagnitudeJob*>(jobContext);
-  const int32_t width = job.width, side = job.context->fieldSide;
-  const double divisor = job.divisor;
+// Magnitudes of field rows first .. last-1, columns 0 .. width-1, each
+// divided by `divisor` as it is formed, into `out` row by row. Two samples
+// at a time: the same multiplications, sum, square root and division per
+// sample. An absent plane contributes 0.0 * 0.0, as it would one sample at
+// a time; a divisor of 1 leaves every quotient equal to its dividend and is
+// skipped.
+void magnitudeRows(const RenderContext& context, int32_t first, int32_t last, int32_t width, double divisor,
+                   double* out) {
+  const int32_t side = context.fieldSide;
   const __m128d zero = _mm_setzero_pd(), by = _mm_set1_pd(divisor);
   const bool divide = divisor != 1.0;
-  const int32_t begin = band * MAGNITUDE_BAND_ROWS;
-  const int32_t end = begin + MAGNITUDE_BAND_ROWS < job.height ? begin + MAGNITUDE_BAND_ROWS : job.height;
-  const RenderContext& context = *job.context;
-  for (int32_t i = begin; i < end; ++i) {
+  for (int32_t i = first; i < last; ++i) {
     const double* gx = context.gradientX ? context.gradientX + static_cast<size_t>(i) * side : nullptr;
     const double* gy = context.gradientY ? context.gradientY + static_cast<size_t>(i) * side : nullptr;
-    double* m = job.plane + static_cast<size_t>(i) * width;
+    double* m = out + static_cast<size_t>(i - first) * width;
     int32_t j = 0;
     for (; j + 2 <= width; j += 2) {
       __m128d x = gx ? _mm_loadu_pd(gx + j) : zero, y = gy ? _mm_loadu_pd(gy + j) : zero;
@@ -55,72 +48,31 @@ void magnitudeBand(void* jobContext, int32_t band) {
   }
 }
 
-// Magnitudes of the core's field samples and their one-sample ring, each
-// divided by `divisor` as it is formed. Row-major, (rows+2) x (columns+2),
-// element (i, j) belonging to field sample (i, j). Two samples at a time:
-// the same multiplications, sum, square root and division per sample. An
-// absent plane contributes 0.0 * 0.0, as it would one sample at a time; a
-// divisor of 1 leaves every quotient equal to its dividend and is skipped.
-// The rows are independent and split into bands over the render's threads.
-const double* magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns, double divisor) {
-  static std::vector<double> plane;
+// One band of rows of the magnitude plane below.
+struct MagnitudeJob {
+  const RenderContext* context;
+  double* plane;
+  int32_t height, width;
+};
+
+constexpr int32_t MAGNITUDE_BAND_ROWS = 16;
+
+void magnitudeBand(void* jobContext, int32_t band) {
+  const MagnitudeJob& job = *static_cast<const MagnitudeJob*>(jobContext);
+  const int32_t begin = band * MAGNITUDE_BAND_ROWS;
+  const int32_t end = begin + MAGNITUDE_BAND_ROWS < job.height ? begin + MAGNITUDE_BAND_ROWS : job.height;
+  magnitudeRows(*job.context, begin, end, job.width, 1.0, job.plane + static_cast<size_t>(begin) * job.width);
+}
+
+// Magnitudes of the core's field samples and their one-sample ring into
+// `plane`: row-major, (rows+2) x (columns+2), element (i, j) belonging to
+// field sample (i, j). The rows are independent and split into bands over
+// the render's threads.
+void magnitudePlane(const RenderContext& context, int32_t rows, int32_t columns, std::vector<double>* plane) {
   const int32_t height = rows + 2, width = columns + 2;
-  plane.resize(static_cast<size_t>(height) * width);
-  MagnitudeJob job{&context, plane.data(), height, width, divisor};
+  plane->resize(static_cast<size_t>(height) * width);
+  MagnitudeJob job{&context, plane->data(), height, width};
   platformRunParts(magnitudeBand, &job, (height + MAGNITUDE_BAND_ROWS - 1) / MAGNITUDE_BAND_ROWS, renderThreads());
-  return plane.data();
-}
-
-// The crest test's numbers for one pixel: P the centre's weighted
-// magnitude, a and b the neighbours across the edge, and the sign that says
-// which way along the gradient the sub-pixel offset runs.
-struct Crest {
-  double P, a, b;
-  double sign;
-};
-
-// Where the four cases read their neighbours, as offsets in the magnitude
-// plane from the centre: a's corner and side, b's corner and side.
-//   A: dx dy > 0, |dy| > |dx|   B: dx dy > 0, otherwise
-//   C: dx dy <= 0, |dy| > |dx|  D: dx dy <= 0, otherwise
-struct CrestLayout {
-  intptr_t aCorner[4], aSide[4], bCorner[4], bSide[4];
-};
-
-CrestLayout crestLayout(int32_t w) {
-  auto at = [w](int32_t dr, int32_t dc) { return static_cast<intptr_t>(dr) * w + dc; };
-  return CrestLayout{{at(1, 1), at(1, 1), at(-1, 1), at(-1, 1)},
-                     {at(1, 0), at(0, 1), at(-1, 0), at(0, 1)},
-                     {at(-1, -1), at(-1, -1), at(1, -1), at(1, -1)},
-                     {at(-1, 0), at(0, -1), at(1, 0), at(0, -1)}};
-}
-
-// m points at the centre's magnitude; dx and dy are the centre's slopes.
-// The case picks operands by index instead of by branch; each case's sums
-// keep their operations: case A's M(1,1) dx + (dy-dx) M(1,0) is corner times
-// minor plus slope times side, and case C's M(-1,1) dx - (dy+dx) M(-1,0)
-// adds the negated product, which IEEE arithmetic gives the same bits.
-inline Crest crestNumbers(const double* m, const CrestLayout& layout, double dx, double dy) {
-  // v below 0 ? -v : v, chosen by mask rather than by branch: the signs
-  // here follow the picture and defeat prediction. -0.0 stays -0.0.
-  auto abs = [](double v) {
-    const __m128d x = _mm_set_sd(v);
-    const __m128d below = _mm_cmplt_sd(x, _mm_setzero_pd());
-    const __m128d negated = _mm_xor_pd(x, _mm_set_sd(-0.0));
-    return _mm_cvtsd_f64(_mm_or_pd(_mm_and_pd(below, negated), _mm_andnot_pd(below, x)));
-  };
-  const int32_t kase = (dx * dy > 0.0 ? 0 : 2) + (abs(dy) > abs(dx) ? 0 : 1);
-  const double slopes[2] = {dy, dx};
-  const double major = slopes[kase & 1], minor = slopes[(kase & 1) ^ 1];
-  const double sides[2] = {major - minor, -(dy + dx)};
-  const double side = sides[kase >> 1];
-  const double signs[4] = {dy, dx, -dy, dx};
-  Crest k;
-  k.P = abs(m[0] * major);
-  k.a = abs(m[layout.aCorner[kase]] * minor + side * m[layout.aSide[kase]]);
-  k.b = abs(m[layout.bCorner[kase]] * minor + side * m[layout.bSide[kase]]);
-  k.sign = signs[kase];
-  return k;
 }
 
 }  // namespace
@@ -131,22 +83,14 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   const int32_t depthScale = loop.eightBit ? 1 : 128;
   const double scaledWeight = static_cast<double>(static_cast<int32_t>(context.weight) * depthScale);
   const int32_t width = loop.columns + 2, side = context.fieldSide;
-  const double* magnitudes = magnitudePlane(context, loop.rows, loop.columns, 1.0);
-  const CrestLayout layout = crestLayout(width);
+  std::vector<double> magnitudePlaneRows;
+  magnitudePlane(context, loop.rows, loop.columns, &magnitudePlaneRows);
+  const double* magnitudes = magnitudePlaneRows.data();
+  const ThinHardRowFunction thinHardRow = strokeKernelsFor(activeFieldKernels().level).thinHardRow;
   shadeRowsInBands(loop, [&](const PixelLoop& bandLoop, int32_t row, int32_t* edges) {
-    const double* gx = fieldRow(context.gradientX, side, row);
-    const double* gy = fieldRow(context.gradientY, side, row);
     const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
-    for (int32_t c = 0; c < loop.columns; ++c) {
-      double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      Crest k = crestNumbers(m + c, layout, dx, dy);
-      // Ties are one-sided, so of a plateau of two equal samples one stays.
-      // The value is formed for every pixel and kept on crests only: the
-      // test follows the picture and would defeat a branch.
-      const bool crest = (k.a <= k.P) & (k.b < k.P);
-      const int32_t e = edgeFromDouble((m[c] * scaledWeight) / depthScale, loop.maxValue);
-      edges[c] = crest ? e : 0;
-    }
+    thinHardRow(m, width, fieldRow(context.gradientX, side, row), fieldRow(context.gradientY, side, row),
+                loop.columns, scaledWeight, depthScale, loop.maxValue, edges);
     shadeRow(bandLoop, row, edges, tile, true);
   });
 }
@@ -154,59 +98,48 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
 void renderThinSoft(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   (void)tile;
   const FilterRecord* record = session->filterRecord;
-  PixelMap* plane = &session->strokePlane;
   int32_t rows, columns;
   if (!strokePassCore(session, &rows, &columns)) return;
   const int32_t depthScale = isEightBitImage(record) ? 1 : 128;
   const double weight = context.weight;
+  const double divisor = styleScaleDivisor(session);
   const int32_t width = columns + 2, side = context.fieldSide;
-  const double* magnitudes = magnitudePlane(context, rows, columns, styleScaleDivisor(session));
-  const CrestLayout layout = crestLayout(width);
+  const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
   // The pixels of a row that lie on a crest, listed first without a branch
   // (the test follows the picture), then drawn in the order of the row.
-  struct CrestPixel {
-    int32_t column;
-    float p1, p2;
-    double sign;
-  };
-  static std::vector<CrestPixel> crests;
-  crests.resize(static_cast<size_t>(columns) + 1);
-  for (int32_t row = 0; row < rows; ++row) {
-    const double* gx = fieldRow(context.gradientX, side, row);
-    const double* gy = fieldRow(context.gradientY, side, row);
-    const double* m = magnitudes + static_cast<size_t>(row + 1) * width + 1;
-    const float y = static_cast<float>(row + session->tileTop);
-    int32_t count = 0;
-    for (int32_t c = 0; c < columns; ++c) {
-      double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      Crest k = crestNumbers(m + c, layout, dx, dy);
-      float a = static_cast<float>(k.a), b = static_cast<float>(k.b);
-      float p1 = static_cast<float>(k.P - a), p2 = static_cast<float>(k.P - b);
-      const bool crest = ((p1 >= 0.0f) & (static_cast<double>(p2) > -0.001)) |
-                         ((static_cast<double>(p1) > -0.001) & (p2 >= 0.0f));
-      CrestPixel& next = crests[count];
-      next.column = c, next.p1 = p1, next.p2 = p2, next.sign = k.sign;
-      count += crest;
+  const ThinSoftRowFunction thinSoftRow = strokeKernelsFor(activeFieldKernels().level).thinSoftRow;
+  drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
+    // The band's magnitudes: field rows begin .. end+1, the band's own and
+    // the ring above and below.
+    std::vector<double> magnitudes(static_cast<size_t>(end - begin + 2) * width);
+    magnitudeRows(context, begin, end + 2, width, divisor, magnitudes.data());
+    std::vector<CrestPixel> crests(static_cast<size_t>(columns) + 1);
+    for (int32_t row = begin; row < end; ++row) {
+      const double* gx = fieldRow(context.gradientX, side, row);
+      const double* gy = fieldRow(context.gradientY, side, row);
+      const double* m = magnitudes.data() + static_cast<size_t>(row + 1 - begin) * width + 1;
+      const float y = static_cast<float>(row + tileTop);
+      const int32_t count = thinSoftRow(m, width, gx, gy, columns, crests.data());
+      for (int32_t i = 0; i < count; ++i) {
+        const CrestPixel& pixel = crests[i];
+        const int32_t c = pixel.column;
+        const float p1 = pixel.p1, p2 = pixel.p2;
+        double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
+        double v = m[c] * weight / depthScale;
+        // A negative value cannot raise the plane; 0 behaves the same and
+        // keeps the conversion defined for any weight.
+        float value = v < 256.0 ? (v > 0.0 ? static_cast<float>(static_cast<int32_t>(v)) : 0.0f) : 255.0f;
+        // Where between the centre and the neighbours the crest lies,
+        // measured along the gradient.
+        float s = p1 + p2;
+        float f = s > 0.0f ? p1 / s : 0.5f;
+        if (pixel.sign > 0.0) f = static_cast<float>(1.0 - f);
+        float fx = static_cast<float>(dx), fy = static_cast<float>(dy);
+        float n = numeric::squareRootF(fx * fx + fy * fy);
+        if (n == 0.0f) continue;
+        float ux = fx / n, uy = fy / n;
+        drawBandDot(band, ux * f + static_cast<float>(c + tileLeft), uy * f + y, value);
+      }
     }
-    for (int32_t i = 0; i < count; ++i) {
-      const CrestPixel& pixel = crests[i];
-      const int32_t c = pixel.column;
-      const float p1 = pixel.p1, p2 = pixel.p2;
-      double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-      double v = m[c] * weight / depthScale;
-      // A negative value cannot raise the plane; 0 behaves the same and
-      // keeps the conversion defined for any weight.
-      float value = v < 256.0 ? (v > 0.0 ? static_cast<float>(static_cast<int32_t>(v)) : 0.0f) : 255.0f;
-      // Where between the centre and the neighbours the crest lies,
-      // measured along the gradient.
-      float s = p1 + p2;
-      float f = s > 0.0f ? p1 / s : 0.5f;
-      if (pixel.sign > 0.0) f = static_cast<float>(1.0 - f);
-      float fx = static_cast<float>(dx), fy = static_cast<float>(dy);
-      float n = numeric::squareRootF(fx * fx + fy * fy);
-      if (n == 0.0f) continue;
-      float ux = fx / n, uy = fy / n;
-      drawStrokeDot(ux * f + static_cast<float>(c + session->tileLeft), uy * f + y, plane, value);
-    }
-  }
+  });
 }

@@ -1,6 +1,40 @@
 #include "gimp/drawable_pixels.h"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <string>
+#include <vector>
+
+namespace {
+
+// Marks the whole 2 MB pages inside a block not touched yet as wanting huge
+// pages; a hint only, so a refusal changes nothing.
+void adviseHugePages(void* block, size_t bytes) {
+  constexpr uintptr_t HUGE_PAGE = uintptr_t(2) << 20;
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(block) + HUGE_PAGE - 1) & ~(HUGE_PAGE - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + bytes) & ~(HUGE_PAGE - 1);
+  if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+}
+
+// Reserving takes the memory without touching it; filling then touches it.
+template <typename Sample>
+void allocateSamples(std::vector<Sample>* samples, size_t count) {
+  samples->clear();
+  samples->reserve(count);
+  adviseHugePages(samples->data(), count * sizeof(Sample));
+  samples->assign(count, 0);
+}
+
+}  // namespace
+
+void allocateDrawablePicture(HostImage* picture, gint width, gint height, const DrawableLayout& layout) {
+  hostImageAllocate(picture, 0, 0, layout.colorPlanes, layout.alpha, layout.depth, 0);
+  picture->width = width;
+  picture->height = height;
+  if (layout.depth == 16) allocateSamples(&picture->words, hostSampleCount(*picture));
+  else allocateSamples(&picture->bytes, hostSampleCount(*picture));
+}
 
 DrawableLayout drawableLayout(gint32 image, gint32 drawable) {
   DrawableLayout layout;

@@ -32,8 +32,19 @@ int16_t runFilterOverPicture(PluginEntryProc entry, HostImage* picture, int32_t 
   session->services.progressHook = hooks.progress;
   session->services.abortHook = hooks.cancelled;
   session->services.hookContext = hooks.context;
+  if (hooks.transfer) {
+    stripTransferStart(hooks.transfer, &session->source, &session->filtered);
+    session->rowsHook = stripTransferRows;
+    session->rowsHookContext = hooks.transfer;
+    session->services.progressHook = stripTransferProgress;
+    session->services.abortHook = stripTransferCancelled;
+    session->services.hookContext = hooks.transfer;
+  }
 
   const int16_t result = hostSessionRun(session.get(), entry);
+  // Every strip is sent (or, after a failure, the thread stopped) before the
+  // session lets go of the pictures.
+  if (hooks.transfer) stripTransferFinish(hooks.transfer, result == 0 && session->protocolError.empty());
   if (!session->protocolError.empty()) {
     *message = session->protocolError;
   } else if (result != 0) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "gimp/filter_values.h"
+#include "gimp/strip_transfer.h"
 #include "pi/plugin_interface.h"
 #include "pihost/host_image.h"
 
@@ -19,6 +20,10 @@ struct FilterRunHooks {
   // True when the user has cancelled; may be null.
   bool (*cancelled)(void* context) = nullptr;
   void* context = nullptr;
+  // When set, the picture comes in and goes out through this transfer while
+  // the filter runs (the picture passed in is only sized); it then answers
+  // progress and cancelling instead of the two hooks above.
+  StripTransfer* transfer = nullptr;
   uint8_t foreground[3] = {0, 0, 0};
   uint8_t background[3] = {255, 255, 255};
 };

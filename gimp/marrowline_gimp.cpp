@@ -86,19 +86,61 @@ struct StepTimer {
   bool on = g_getenv("MARROWLINE_GIMP_TIMING") != nullptr;
   std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
   std::string line;
-  void step(const char* name) {
+  // Milliseconds since the last call.
+  double lap() {
     const auto now = std::chrono::steady_clock::now();
-    line += std::string(line.empty() ? "" : ", ") + name + " " +
-            std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(now - start).count()) + " ms";
+    const double ms = std::chrono::duration<double, std::milli>(now - start).count();
     start = now;
+    return ms;
   }
+  void add(const char* name, double ms) {
+    line += std::string(line.empty() ? "" : ", ") + name + " " + std::to_string(int64_t(ms + 0.5)) + " ms";
+  }
+  void note(const std::string& text) { line += "; " + text; }
   ~StepTimer() {
     if (on) g_printerr("marrowline-gimp: %s\n", line.c_str());
   }
 };
 
+// The drawable's buffers as the transfer thread moves strips through them.
+struct DrawableMoves {
+  GeglBuffer* buffer = nullptr;
+  GeglBuffer* shadow = nullptr;
+  const Babl* format = nullptr;
+  gint left = 0, width = 0;  // the filter rectangle's columns
+};
+
+void readStrip(void* context, HostImage* source, HostImage* filtered, int32_t top, int32_t bottom) {
+  const auto* moves = static_cast<const DrawableMoves*>(context);
+  const size_t rowBytes = pictureRowBytes(*source);
+  auto* to = static_cast<uint8_t*>(pictureSamples(*source)) + size_t(top) * rowBytes;
+  gegl_buffer_get(moves->buffer, GEGL_RECTANGLE(0, top, source->width, bottom - top), 1.0, moves->format, to,
+                  gint(rowBytes), GEGL_ABYSS_NONE);
+  std::memcpy(static_cast<uint8_t*>(pictureSamples(*filtered)) + size_t(top) * rowBytes, to,
+              size_t(bottom - top) * rowBytes);
+}
+
+void stageStrip(void* context, const HostImage& filtered, int32_t top, int32_t bottom) {
+  const auto* moves = static_cast<const DrawableMoves*>(context);
+  const size_t rowBytes = pictureRowBytes(filtered);
+  const auto* from = static_cast<const uint8_t*>(pictureSamples(filtered)) + size_t(top) * rowBytes +
+                     size_t(moves->left) * picturePixelBytes(filtered);
+  gegl_buffer_set(moves->shadow, GEGL_RECTANGLE(moves->left, top, moves->width, bottom - top), 0, moves->format,
+                  from, gint(rowBytes));
+}
+
+// The staged tiles go over the wire now, not when the buffer is let go.
+void sendStrips(void* context) { gegl_buffer_flush(static_cast<const DrawableMoves*>(context)->shadow); }
+
+bool showFraction(void*, double fraction) { return gimp_progress_update(fraction); }
+
 // The whole filter on the drawable. False with a message on failure;
 // `cancelled` tells a cancel apart from an error.
+//
+// The pixels move while the filter runs: a transfer thread reads strips of
+// the drawable ahead of the filter and writes finished ones into the shadow
+// buffer behind it (MARROWLINE_GIMP_SEQUENTIAL reads all, filters, then
+// writes all, for comparison).
 bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& values, std::string* message,
                     bool* cancelled) {
   *cancelled = false;
@@ -118,45 +160,71 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
     *message = "the layer must be at most 32767 pixels on each side";
     return false;
   }
-  // The filter reads a margin round its rectangle, so it gets the whole drawable.
+  const bool streaming = g_getenv("MARROWLINE_GIMP_SEQUENTIAL") == nullptr;
   StepTimer timer;
-  HostImage picture;
-  readDrawableRect(drawable, layout, 0, 0, drawableWidth, drawableHeight, &picture);
-  timer.step("read");
-
-  FilterRunHooks hooks;
-  ProgressState progress;
-  hooks.progress = showProgress;
-  hooks.cancelled = progressCancelled;
-  hooks.context = &progress;
+  // Every call on GIMP's wire is made before the transfer thread starts or
+  // after it has ended, or on that thread.
+  DrawableMoves moves;
+  moves.buffer = gimp_drawable_get_buffer(drawable);
+  moves.shadow = gimp_drawable_get_shadow_buffer(drawable);
+  moves.format = layout.format;
+  moves.left = x;
+  moves.width = width;
   GimpRGB color;
+  FilterRunHooks hooks;
   gimp_context_get_foreground(&color);
   colorBytes(color, hooks.foreground);
   gimp_context_get_background(&color);
   colorBytes(color, hooks.background);
-
   gimp_progress_init("Marrowline");
+
+  // The filter reads a margin round its rectangle, so it gets the whole drawable.
+  HostImage picture;
+  allocateDrawablePicture(&picture, drawableWidth, drawableHeight, layout);
+  StripTransfer transfer;
+  ProgressState progress;
+  if (streaming) {
+    transfer.moves = StripMoves{readStrip, stageStrip, sendStrips, showFraction, &moves};
+    transfer.stripRows = gimp_tile_height();
+    transfer.outputTop = y;
+    transfer.outputBottom = y + height;
+    transfer.outputLeft = x;
+    transfer.outputRight = x + width;
+    hooks.transfer = &transfer;
+  } else {
+    readStrip(&moves, &picture, &picture, 0, drawableHeight);
+    hooks.progress = showProgress;
+    hooks.cancelled = progressCancelled;
+    hooks.context = &progress;
+  }
+  timer.add("read", timer.lap());
+
   const int16_t result =
       runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
   unloadPluginModule(&module);
-  timer.step("filter");
+  // The run ends with sending the strips the filter finished last: that
+  // part is the write's. The filter's time includes its waits for rows.
+  const double runMs = timer.lap();
+  if (result == 0 && !streaming) stageStrip(&moves, picture, y, y + height);
+  g_object_unref(moves.shadow);
+  g_object_unref(moves.buffer);
+  const double writeMs = timer.lap() + transfer.counts.tailMs;
   if (result != 0) {
-    *cancelled = result == userCanceledErr || progress.cancelled;
+    *cancelled = result == userCanceledErr || progress.cancelled || transfer.cancelled;
     return false;
   }
-
-  GeglBuffer* shadow = gimp_drawable_get_shadow_buffer(drawable);
-  const size_t rowBytes = pictureRowBytes(picture);
-  const size_t pixelBytes = rowBytes / size_t(drawableWidth);
-  const uint8_t* first =
-      static_cast<const uint8_t*>(pictureSamples(picture)) + size_t(y) * rowBytes + size_t(x) * pixelBytes;
-  gegl_buffer_set(shadow, GEGL_RECTANGLE(x, y, width, height), 0, layout.format, first, gint(rowBytes));
-  g_object_unref(shadow);
-  timer.step("write");
   gimp_progress_update(1.0);
   gimp_drawable_merge_shadow(drawable, TRUE);
   gimp_drawable_update(drawable, x, y, width, height);
-  timer.step("merge");
+  timer.add("filter", runMs - transfer.counts.tailMs);
+  timer.add("write", writeMs);
+  timer.add("merge", timer.lap());
+  timer.add("wait", transfer.counts.filterWaitMs);
+  timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
+             std::to_string(transfer.counts.stripsWritten) + " (" +
+             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), shm " +
+             (gimp_shm_ID() >= 0 ? "yes" : "no") + ", own format " +
+             (layout.format == gimp_drawable_get_format(drawable) ? "yes" : "no"));
   return true;
 }
 

@@ -382,6 +382,11 @@ double logarithm(double x) {
   return logOfPair(x).hi;
 }
 
+const LogarithmTables& logarithmTables() {
+  static const LogarithmTables tables = {LOG_TABLE, LOG_OFFSET_BITS, LN2_HI, LN2_LO};
+  return tables;
+}
+
 double power(double x, double y) {
   if (y == 0) return 1.0;
   if (x == 1.0) return 1.0;

@@ -18,6 +18,8 @@
 
 #include <emmintrin.h>
 
+#include <cstdint>
+
 namespace numeric {
 
 // The IEEE sqrt instruction (correctly rounded). sqrt(-0) = -0, negative
@@ -66,6 +68,16 @@ double arcTangent2(double y, double x);
 // Largest integer not above x, exact. floor(-0) = -0, ±inf and NaN come
 // back unchanged (NaN quieted).
 double floorOf(double x);
+
+// The logarithm's reduction table and constants, for the vector form of
+// the logarithm (numeric/vector_logarithm_lanes.h), which takes the same
+// steps lane by lane.
+struct LogarithmTables {
+  const double (*table)[3];  // 128 rows: inverse centre, -log of it high, low
+  uint64_t offsetBits;       // subtracted from x's bits before indexing
+  double ln2Hi, ln2Lo;
+};
+const LogarithmTables& logarithmTables();
 
 // The square roots are the IEEE instructions themselves, in line: they sit
 // in the innermost loops of the styles.

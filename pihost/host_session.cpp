@@ -1,5 +1,7 @@
 #include "pihost/host_session.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <initializer_list>
 #include <utility>
@@ -47,6 +49,23 @@ void commitPendingOutput(HostSession* s) {
   s->outputPending = false;
 }
 
+// Tells a streaming host which rows the coming buffers take and where the
+// output stands, and waits until the rows are there.
+void announceRows(HostSession* s) {
+  const FilterRecord& r = s->record;
+  int32_t top = INT32_MAX, bottom = INT32_MIN;
+  auto take = [&](const Rect& rect, int64_t rate) {
+    if (rectEmpty(rect)) return;
+    // A sampled rectangle counts in steps of `rate` picture rows.
+    top = std::min<int32_t>(top, int32_t((rect.top * rate) >> 16));
+    bottom = std::max<int32_t>(bottom, int32_t((int64_t(rect.bottom - 1) * rate >> 16) + 1));
+  };
+  take(r.inRect, r.samplingSupport != 0 && r.inputRate > 0 ? r.inputRate : 0x10000);
+  take(r.outRect, 0x10000);
+  if (top >= bottom) top = bottom = 0;
+  s->rowsHook(s->rowsHookContext, top, bottom, rectEmpty(r.outRect) ? -1 : r.outRect.top);
+}
+
 // Cuts the rectangles the record asks for into fresh buffers.
 OSErr fillBuffers(HostSession* s) {
   FilterRecord& r = s->record;
@@ -57,6 +76,7 @@ OSErr fillBuffers(HostSession* s) {
   clearHostBuffer(&s->inBuffer);
   clearHostBuffer(&s->outBuffer);
   clearHostBuffer(&s->maskBuffer);
+  if (s->rowsHook) announceRows(s);
 
   const bool sampling = r.samplingSupport != 0;
   const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;

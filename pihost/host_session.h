@@ -60,6 +60,14 @@ struct HostSession {
   // when a plug-in without a usable handle suite cannot dispose of it.
   Handle playedDescriptor = nullptr;
 
+  // For a host that brings the picture in while the filter runs: called
+  // before each request's buffers are cut, with the rows the request reads
+  // or writes (top, bottom one past; empty when none) and the top row of its
+  // output (-1 when it has none); returns once those rows are present in
+  // `source` and `filtered`. Null for a picture that is all there at the start.
+  void (*rowsHook)(void* context, int32_t top, int32_t bottom, int32_t outputTop) = nullptr;
+  void* rowsHookContext = nullptr;
+
   // The descriptor in `descriptor` after Finish.
   bool haveReturnedDescriptor = false;
   std::vector<DescriptorItem> returnedDescriptor;

@@ -32,7 +32,7 @@ struct Pool {
   WorkerTask task = nullptr;
   void* context = nullptr;
   std::atomic<int32_t> parts{0};
-  int32_t helpers = 0;            // workers that take part in this job
+  std::atomic<int32_t> helpers{0};  // workers in this job; read by late workers too
   // The job's generation in the high half, the next part in the low half:
   // a part is claimed only for the job it belongs to.
   std::atomic<uint64_t> claim{0};
@@ -81,7 +81,7 @@ void workerLoop(Pool* p, int32_t index, uint64_t seen) {
     }
     if (p->stopping.load()) return;
     seen = p->generation.load();
-    if (index >= p->helpers) continue;
+    if (index >= p->helpers.load()) continue;
     takeParts(*p, static_cast<uint32_t>(seen));
   }
 }
@@ -110,7 +110,7 @@ void platformRunParts(WorkerTask task, void* context, int32_t parts, int32_t thr
     p.task = task;
     p.context = context;
     p.parts = parts;
-    p.helpers = threads - 1;
+    p.helpers.store(threads - 1);
     p.partsDone.store(0);
     p.generation.fetch_add(1);  // publishes the fields above
   }

@@ -3,9 +3,11 @@
 #include <cstring>
 
 #include "session/session.h"
+#include "engine/field_kernels.h"
 #include "engine/render.h"
 #include "region/region.h"
 #include "pi/plugin_interface.h"
+#include "platform/threads.h"
 
 namespace {
 
@@ -106,7 +108,21 @@ void readTile(FilterSession* session, PixelMap* map, const Rect& padded) {
     std::memset(map->pixels, 0, static_cast<size_t>(map->baseWidth) * map->baseHeight * map->bytesPerPixel);
     return;
   }
-  for (int32_t row = 0; row < rows; ++row) readHostRow(map, row, session, columnOffset, rowOffset);
+  // The rows over the render's threads: each writes its own rows of the
+  // tile and reads the host's buffer only.
+  struct RowsJob {
+    PixelMap* map;
+    FilterSession* session;
+    int32_t columnOffset, rowOffset, rows;
+  } job{map, session, columnOffset, rowOffset, rows};
+  constexpr int32_t ROWS_PER_PART = 32;
+  auto readRows = [](void* context, int32_t part) {
+    const RowsJob& j = *static_cast<const RowsJob*>(context);
+    const int32_t end = (part + 1) * ROWS_PER_PART < j.rows ? (part + 1) * ROWS_PER_PART : j.rows;
+    for (int32_t row = part * ROWS_PER_PART; row < end; ++row)
+      readHostRow(j.map, row, j.session, j.columnOffset, j.rowOffset);
+  };
+  platformRunParts(readRows, &job, (rows + ROWS_PER_PART - 1) / ROWS_PER_PART, renderThreads());
 
   // Margins repeat the border pixels: top and bottom across the columns of
   // the source, then left and right down the whole tile, which fills the

@@ -243,6 +243,38 @@ TEST(RenderThreads, BandsOfRowsGiveTheOneThreadBytes) {
   forceRenderThreads(platformCoreCount());
 }
 
+// "blurry" shades each band of rows as soon as its field rows are done:
+// pictures taller than a tile, whose last tile row ends part way (the foot),
+// at several thread counts and both ends of the widths, with a plain and a
+// row-form glue, against the scalar one-thread bytes.
+TEST(RenderThreads, BlurryShadedWithItsFieldGivesTheOneThreadBytes) {
+  struct Kind {
+    int32_t colourPlanes;
+    bool alpha;
+    int32_t depth;
+  };
+  const Kind kinds[] = {{3, true, 8}, {1, false, 16}};
+  for (const Kind& kind : kinds)
+    for (int32_t height : {257, 345}) {
+      HostImage image = picture(19, height, kind.colourPlanes, kind.alpha, kind.depth);
+      for (int32_t glue : {1, 15}) {
+        forceSimdLevel(SIMD_SCALAR);
+        forceRenderThreads(1);
+        const std::vector<uint8_t> expected = renderBytes(image, nullptr, 1, glue);
+        for (SimdLevel level : {SIMD_SCALAR, widestSimdLevel()})
+          for (int32_t threads : {2, 3, 7}) {
+            forceSimdLevel(level);
+            forceRenderThreads(threads);
+            EXPECT_EQ(renderBytes(image, nullptr, 1, glue), expected)
+                << simdLevelName(level) << " threads " << threads << " height " << height << " glue " << glue
+                << " depth " << kind.depth;
+          }
+      }
+    }
+  forceSimdLevel(widestSimdLevel());
+  forceRenderThreads(platformCoreCount());
+}
+
 // The glue modes with row forms at several widths, through the whole filter:
 // every glue width and a threaded run give the bytes of the per-pixel glue
 // on one thread, at both depths, grey and RGB, with transparency and a

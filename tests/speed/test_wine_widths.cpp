@@ -26,9 +26,12 @@ TEST(WineWidths, EveryWidthAndThreadCountGivesTheScalarBytes) {
     std::vector<std::string> options;
   };
   const std::vector<Case> cases = {
+      {"widths-thin-soft-rgba8", 3, 8, true, {"--edge-style", "thin/soft", "--smoothing", "12"}},
+      {"widths-thin-hard-grey16", 1, 16, false, {"--edge-style", "thin/hard", "--glue", "screen"}},
       {"widths-blurry-rgba8", 3, 8, true, {"--edge-style", "blurry", "--smoothing", "63"}},
       {"widths-scribble-grey16", 1, 16, false, {"--edge-style", "scribble", "--glue", "overlay"}},
       {"widths-racetrack-rgb8", 3, 8, false, {"--edge-style", "racetrack", "--glue", "hue"}},
+      {"widths-splotchy-rgba16", 3, 16, true, {"--edge-style", "splotchy", "--glue", "multiply"}},
       {"widths-blurry-frontal-rgb16", 3, 16, false, {"--edge-style", "blurry", "--glue", "frontal"}},
   };
   for (const Case& c : cases) {

@@ -1,0 +1,86 @@
+// The per-pixel tests of the stroke styles over one row, in the vector
+// widths of the edge field and chosen with the field's level: the crest
+// tests of "thin/hard" and "thin/soft", and the turned directions, stroke
+// strengths and crossing cells of "scribble". Every width gives the
+// numbers of the one-at-a-time forms.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/field_kernels.h"
+
+// A pixel of a "thin/soft" row that lies on a crest: where the crest lies
+// between the centre and its neighbours (p1, p2) and which way along the
+// gradient the offset runs (sign).
+struct CrestPixel {
+  int32_t column;
+  float p1, p2;
+  double sign;
+};
+
+// m: the centre's magnitude of column 0, rows `stride` apart in the
+// magnitude plane; gx, gy: the field rows (null when absent).
+//
+// "thin/hard": the edge value (m * scaledWeight) / depthScale limited to
+// 0..maxValue on crests, 0 elsewhere.
+using ThinHardRowFunction = void (*)(const double* m, intptr_t stride, const double* gx, const double* gy,
+                                     int32_t columns, double scaledWeight, double depthScale, int32_t maxValue,
+                                     int32_t* edges);
+// "thin/soft": the crest pixels in column order into `crests` (room for
+// columns + 1); returns their count.
+using ThinSoftRowFunction = int32_t (*)(const double* m, intptr_t stride, const double* gx, const double* gy,
+                                        int32_t columns, CrestPixel* crests);
+
+// "scribble": the numbers of a run.
+struct ScribbleNumbers {
+  double rotation;         // radians the directions turn by
+  double strengthScale;    // 100 / the preview's reduction
+  double strengthDivisor;  // the reduction times the depth's scale
+  double weight, flatShare;
+  float thresholds[3];     // the level followed, by the cell's lowest band
+};
+// A cell whose corners lie on both sides of its level.
+struct ScribbleCell {
+  int32_t column;
+  float threshold, a00, a01, a10, a11;
+};
+// Directions turned by the rotation and wrapped into -pi..pi, in single
+// precision, and their bands 0, 1, 2 (as floats).
+using ScribbleTurnFunction = void (*)(const double* directions, int32_t count, const ScribbleNumbers& numbers,
+                                      float* angles, float* bands);
+// The stroke strength of each cell from the slope at its corner 00: the
+// magnitude with both planes, the absolute value of the one plane, else 0.
+using ScribbleStrengthFunction = void (*)(const double* gx, const double* gy, int32_t count,
+                                          const ScribbleNumbers& numbers, int32_t* values);
+// The cells of a row that cross their level, in column order into `cells`
+// (room for count + 1); corners[k] and cornerBands[k] point at corner k
+// (00, 01, 10, 11) of cell 0, one float per cell after it.
+using ScribbleCrossingsFunction = int32_t (*)(const float* const corners[4], const float* const cornerBands[4],
+                                              int32_t count, const ScribbleNumbers& numbers, ScribbleCell* cells);
+
+struct StrokeKernels {
+  ThinHardRowFunction thinHardRow;
+  ThinSoftRowFunction thinSoftRow;
+  ScribbleTurnFunction scribbleTurn;
+  ScribbleStrengthFunction scribbleStrength;
+  ScribbleCrossingsFunction scribbleCrossings;
+};
+
+// The kernels of a level, lowered to what the CPU offers (scalar: the
+// reference).
+StrokeKernels strokeKernelsFor(SimdLevel level);
+
+// The per-width entries, each built for its own target.
+#define ML_STROKE_KERNELS(Suffix)                                                                                   \
+  void thinHardRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t, double, double, int32_t, \
+                           int32_t*);                                                                               \
+  int32_t thinSoftRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t, CrestPixel*);        \
+  void scribbleTurn##Suffix(const double*, int32_t, const ScribbleNumbers&, float*, float*);                       \
+  void scribbleStrength##Suffix(const double*, const double*, int32_t, const ScribbleNumbers&, int32_t*);          \
+  int32_t scribbleCrossings##Suffix(const float* const[4], const float* const[4], int32_t, const ScribbleNumbers&, \
+                                    ScribbleCell*);
+ML_STROKE_KERNELS(Scalar)
+ML_STROKE_KERNELS(Sse2)
+ML_STROKE_KERNELS(Avx2)
+ML_STROKE_KERNELS(Avx512)
+#undef ML_STROKE_KERNELS

@@ -1,0 +1,315 @@
+// The stroke styles' row tests written once over a set of lanes. Each file
+// that includes this gives its own lanes (V: doubles, M: a mask of them)
+// and its own compiler target; everything here has internal linkage.
+//
+// Each lane does what the one-at-a-time form does: a branch becomes a mask
+// and a blend of both sides (each safe to compute), and every product, sum,
+// quotient, absolute value and rounding to single precision is the same
+// operation in the same order. Values held in single precision travel in
+// double lanes, where they are exact.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+
+#include "engine/stroke_kernels.h"
+#include "engine/styles.h"
+#include "numeric/portable_math.h"
+
+namespace {
+
+// One double at a time: the columns past the last whole vector, and the
+// scalar level itself.
+struct StrokeSingleLane {
+  using V = double;
+  using M = bool;
+  static constexpr int32_t width = 1;
+  static V load(const double* p) { return *p; }
+  static V loadFloats(const float* p) { return *p; }
+  static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
+  static V sqrt(V a) { return numeric::squareRoot(a); }
+  static V min(V a, V b) { return b < a ? b : a; }
+  // Truncation toward zero, for values strictly inside the 32-bit range.
+  static V truncateWhole(V a) { return static_cast<double>(static_cast<int32_t>(a)); }
+  static V splat(double x) { return x; }
+  static V add(V a, V b) { return a + b; }
+  static V sub(V a, V b) { return a - b; }
+  static V mul(V a, V b) { return a * b; }
+  static V div(V a, V b) { return a / b; }
+  static V negate(V a) { return -a; }
+  // Through the instructions rather than two casts: GCC 12's pairing of
+  // scalar statements into vectors (-O2 and up) has been seen to drop a
+  // float round trip paired with another one.
+  static V toFloat(V a) {
+    return _mm_cvtsd_f64(_mm_cvtss_sd(_mm_setzero_pd(), _mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(a))));
+  }
+  static M greater(V a, V b) { return a > b; }
+  static M greaterEqual(V a, V b) { return a >= b; }
+  static M both(M a, M b) { return a & b; }
+  static M either(M a, M b) { return a | b; }
+  static V select(M m, V yes, V no) { return m ? yes : no; }
+  static uint32_t bits(M m) { return m ? 1u : 0u; }
+  static void store(double* p, V v) { *p = v; }
+  static void storeTruncated(int32_t* p, V v) { *p = static_cast<int32_t>(v); }
+};
+
+// v below 0 ? -v : v; -0.0 and NaN stay as they are.
+template <typename L>
+inline typename L::V crestAbs(typename L::V v) {
+  return L::select(L::greater(L::splat(0.0), v), L::negate(v), v);
+}
+
+template <typename L>
+struct CrestLanes {
+  typename L::V P, a, b, sign;
+};
+
+// m points at the centre's magnitude of the first lane. The four cases:
+//   A: dx dy > 0, |dy| > |dx|   B: dx dy > 0, otherwise
+//   C: dx dy <= 0, |dy| > |dx|  D: dx dy <= 0, otherwise
+// a's corner is (1, 1) in A and B, (-1, 1) in C and D; its side (1, 0),
+// (0, 1), (-1, 0), (0, 1); b mirrors a through the centre.
+template <typename L>
+inline CrestLanes<L> crestLanes(const double* m, intptr_t stride, typename L::V dx, typename L::V dy) {
+  using V = typename L::V;
+  using M = typename L::M;
+  const M positive = L::greater(L::mul(dx, dy), L::splat(0.0));
+  const M steep = L::greater(crestAbs<L>(dy), crestAbs<L>(dx));
+  const V major = L::select(steep, dy, dx), minor = L::select(steep, dx, dy);
+  const V side = L::select(positive, L::sub(major, minor), L::negate(L::add(dy, dx)));
+  const double* up = m - stride;
+  const double* down = m + stride;
+  const V upMiddle = L::load(up), downMiddle = L::load(down);
+  const V aCorner = L::select(positive, L::load(down + 1), L::load(up + 1));
+  const V aSide = L::select(steep, L::select(positive, downMiddle, upMiddle), L::load(m + 1));
+  const V bCorner = L::select(positive, L::load(up - 1), L::load(down - 1));
+  const V bSide = L::select(steep, L::select(positive, upMiddle, downMiddle), L::load(m - 1));
+  CrestLanes<L> k;
+  k.P = crestAbs<L>(L::mul(L::load(m), major));
+  k.a = crestAbs<L>(L::add(L::mul(aCorner, minor), L::mul(side, aSide)));
+  k.b = crestAbs<L>(L::add(L::mul(bCorner, minor), L::mul(side, bSide)));
+  k.sign = L::select(steep, L::select(positive, dy, L::negate(dy)), dx);
+  return k;
+}
+
+template <typename L>
+inline void thinHardColumns(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t c,
+                            double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
+  using V = typename L::V;
+  const V zero = L::splat(0.0);
+  const V dx = gx ? L::load(gx + c) : zero, dy = gy ? L::load(gy + c) : zero;
+  const CrestLanes<L> k = crestLanes<L>(m + c, stride, dx, dy);
+  // Ties are one-sided, so of a plateau of two equal samples one stays.
+  const auto crest = L::both(L::greaterEqual(k.P, k.a), L::greater(k.P, k.b));
+  const V top = L::splat(static_cast<double>(maxValue));
+  V v = L::div(L::mul(L::load(m + c), L::splat(scaledWeight)), L::splat(depthScale));
+  v = L::select(L::greater(v, zero), L::select(L::greaterEqual(v, top), top, v), zero);
+  L::storeTruncated(edges + c, L::select(crest, v, zero));
+}
+
+template <typename L>
+void thinHardRowWith(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
+                     double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {
+  int32_t c = 0;
+  for (; c + L::width <= columns; c += L::width)
+    thinHardColumns<L>(m, stride, gx, gy, c, scaledWeight, depthScale, maxValue, edges);
+  for (; c < columns; ++c)
+    thinHardColumns<StrokeSingleLane>(m, stride, gx, gy, c, scaledWeight, depthScale, maxValue, edges);
+}
+
+// Lists the crests among L::width columns from c without a branch: every
+// lane is written at the list's end, which moves on only past a crest.
+template <typename L>
+inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t c,
+                               CrestPixel* crests, int32_t count) {
+  using V = typename L::V;
+  const V zero = L::splat(0.0), nearZero = L::splat(-0.001);
+  const V dx = gx ? L::load(gx + c) : zero, dy = gy ? L::load(gy + c) : zero;
+  const CrestLanes<L> k = crestLanes<L>(m + c, stride, dx, dy);
+  const V p1 = L::toFloat(L::sub(k.P, L::toFloat(k.a))), p2 = L::toFloat(L::sub(k.P, L::toFloat(k.b)));
+  const auto crest = L::either(L::both(L::greaterEqual(p1, zero), L::greater(p2, nearZero)),
+                               L::both(L::greater(p1, nearZero), L::greaterEqual(p2, zero)));
+  double first[L::width], second[L::width], sign[L::width];
+  L::store(first, p1);
+  L::store(second, p2);
+  L::store(sign, k.sign);
+  const uint32_t bits = L::bits(crest);
+  for (int32_t lane = 0; lane < L::width; ++lane) {
+    CrestPixel& next = crests[count];
+    next.column = c + lane;
+    next.p1 = static_cast<float>(first[lane]);
+    next.p2 = static_cast<float>(second[lane]);
+    next.sign = sign[lane];
+    count += static_cast<int32_t>((bits >> lane) & 1u);
+  }
+  return count;
+}
+
+template <typename L>
+int32_t thinSoftRowWith(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
+                        CrestPixel* crests) {
+  int32_t c = 0, count = 0;
+  for (; c + L::width <= columns; c += L::width) count = thinSoftColumns<L>(m, stride, gx, gy, c, crests, count);
+  for (; c < columns; ++c) count = thinSoftColumns<StrokeSingleLane>(m, stride, gx, gy, c, crests, count);
+  return count;
+}
+
+// --- scribble ----------------------------------------------------------------
+
+constexpr double SCRIBBLE_PI = 3.141592653;
+constexpr double SCRIBBLE_TWO_PI = 6.283185307;
+constexpr double SCRIBBLE_BAND_EDGE = 1.047187089920044;  // about pi / 3
+
+// Turns an angle by rot and wraps it back into -pi..pi.
+inline double turnAngle(double a, double rot) {
+  a = a + rot + SCRIBBLE_PI;
+  double q = a / SCRIBBLE_TWO_PI;
+  if (q < 0.0) q = q - 1.0;
+  return a - static_cast<double>(truncateSaturating(q)) * SCRIBBLE_TWO_PI - SCRIBBLE_PI;
+}
+
+// 2 above the upper edge, 1 above the lower one, else 0.
+inline int32_t bandOf(double a) {
+  return static_cast<int32_t>(a > SCRIBBLE_BAND_EDGE) + static_cast<int32_t>(a > -SCRIBBLE_BAND_EDGE);
+}
+
+// The slope through a soft knee that meets 300 with a flat tangent.
+inline int32_t strengthOf(double m, const ScribbleNumbers& n) {
+  m = m * n.strengthScale / n.strengthDivisor;
+  if (!(m > 0.0)) m = 0.0;
+  if (m > 300.0) m = 300.0;
+  double m2 = 300.0 - (300.0 - m) * (300.0 - m) / 300.0;
+  return truncateSaturating(((m2 + 20.0) * n.weight + n.flatShare) / 100.0);
+}
+
+// Whether truncation by instruction gives truncateSaturating's value in
+// every lane: strictly inside the 32-bit range (NaN is not).
+template <typename L>
+inline bool truncatesExactly(typename L::V v) {
+  const uint32_t all = (1u << L::width) - 1u;
+  return L::bits(L::both(L::greater(v, L::splat(-2147483648.0)), L::greater(L::splat(2147483647.0), v))) == all;
+}
+
+template <typename L>
+inline void scribbleTurnColumns(const double* directions, int32_t c, const ScribbleNumbers& n, float* angles,
+                                float* bands) {
+  using V = typename L::V;
+  const V pi = L::splat(SCRIBBLE_PI), twoPi = L::splat(SCRIBBLE_TWO_PI), zero = L::splat(0.0), one = L::splat(1.0);
+  const V a = L::add(L::add(L::load(directions + c), L::splat(n.rotation)), pi);
+  V q = L::div(a, twoPi);
+  q = L::select(L::greater(zero, q), L::sub(q, one), q);
+  if (!truncatesExactly<L>(q)) {
+    for (int32_t k = 0; k < L::width; ++k) {
+      const double turned = turnAngle(directions[c + k], n.rotation);
+      angles[c + k] = static_cast<float>(turned);
+      bands[c + k] = static_cast<float>(bandOf(turned));
+    }
+    return;
+  }
+  const V turned = L::sub(L::sub(a, L::mul(L::truncateWhole(q), twoPi)), pi);
+  L::storeFloats(angles + c, turned);
+  const V edge = L::splat(SCRIBBLE_BAND_EDGE), lowEdge = L::splat(-SCRIBBLE_BAND_EDGE);
+  L::storeFloats(bands + c, L::add(L::select(L::greater(turned, edge), one, zero),
+                                   L::select(L::greater(turned, lowEdge), one, zero)));
+}
+
+template <typename L>
+void scribbleTurnWith(const double* directions, int32_t count, const ScribbleNumbers& n, float* angles,
+                      float* bands) {
+  int32_t c = 0;
+  for (; c + L::width <= count; c += L::width) scribbleTurnColumns<L>(directions, c, n, angles, bands);
+  for (; c < count; ++c) scribbleTurnColumns<StrokeSingleLane>(directions, c, n, angles, bands);
+}
+
+// The slope at corner 00 of one cell, one at a time.
+inline double scribbleSlopeAt(const double* gx, const double* gy, int32_t c) {
+  if (gx && gy) return numeric::squareRoot(gx[c] * gx[c] + gy[c] * gy[c]);
+  if (gy) return gy[c] < 0.0 ? -gy[c] : gy[c];
+  if (gx) return gx[c] < 0.0 ? -gx[c] : gx[c];
+  return 0.0;
+}
+
+template <typename L>
+inline void scribbleStrengthColumns(const double* gx, const double* gy, int32_t c, const ScribbleNumbers& n,
+                                    int32_t* values) {
+  using V = typename L::V;
+  const V zero = L::splat(0.0), top = L::splat(300.0);
+  V m;
+  if (gx && gy) {
+    const V x = L::load(gx + c), y = L::load(gy + c);
+    m = L::sqrt(L::add(L::mul(x, x), L::mul(y, y)));
+  } else if (gx || gy) {
+    const V v = L::load(gx ? gx + c : gy + c);
+    m = L::select(L::greater(zero, v), L::negate(v), v);
+  } else {
+    m = zero;
+  }
+  m = L::div(L::mul(m, L::splat(n.strengthScale)), L::splat(n.strengthDivisor));
+  m = L::select(L::greater(m, zero), m, zero);  // not above 0, NaN too: +0.0
+  m = L::select(L::greater(m, top), top, m);
+  const V rest = L::sub(top, m);
+  const V m2 = L::sub(top, L::div(L::mul(rest, rest), top));
+  const V v = L::div(L::add(L::mul(L::add(m2, L::splat(20.0)), L::splat(n.weight)), L::splat(n.flatShare)),
+                     L::splat(100.0));
+  if (truncatesExactly<L>(v)) {
+    L::storeTruncated(values + c, v);
+  } else {
+    for (int32_t k = 0; k < L::width; ++k) values[c + k] = strengthOf(scribbleSlopeAt(gx, gy, c + k), n);
+  }
+}
+
+template <typename L>
+void scribbleStrengthWith(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,
+                          int32_t* values) {
+  int32_t c = 0;
+  for (; c + L::width <= count; c += L::width) scribbleStrengthColumns<L>(gx, gy, c, n, values);
+  for (; c < count; ++c) scribbleStrengthColumns<StrokeSingleLane>(gx, gy, c, n, values);
+}
+
+// Only the level just above the lowest corner's band is followed. No
+// corner above it, or all four: no crossing. The crossing cells are listed
+// without a branch, as with the crests.
+template <typename L>
+inline int32_t scribbleCrossingColumns(const float* const corners[4], const float* const cornerBands[4], int32_t c,
+                                       const ScribbleNumbers& n, ScribbleCell* cells, int32_t count) {
+  using V = typename L::V;
+  const V zero = L::splat(0.0), one = L::splat(1.0);
+  V a[4];
+  for (int32_t k = 0; k < 4; ++k) a[k] = L::loadFloats(corners[k] + c);
+  const V band = L::min(L::min(L::min(L::loadFloats(cornerBands[0] + c), L::loadFloats(cornerBands[1] + c)),
+                               L::loadFloats(cornerBands[2] + c)),
+                        L::loadFloats(cornerBands[3] + c));
+  const V threshold =
+      L::select(L::greater(band, L::splat(1.5)), L::splat(n.thresholds[2]),
+                L::select(L::greater(band, L::splat(0.5)), L::splat(n.thresholds[1]), L::splat(n.thresholds[0])));
+  V above = zero;
+  for (int32_t k = 0; k < 4; ++k) above = L::add(above, L::select(L::greater(a[k], threshold), one, zero));
+  const uint32_t bits = L::bits(L::both(L::greater(above, L::splat(0.5)), L::greater(L::splat(3.5), above)));
+  float lanes[5][L::width];
+  for (int32_t k = 0; k < 4; ++k) L::storeFloats(lanes[k], a[k]);
+  L::storeFloats(lanes[4], threshold);
+  for (int32_t lane = 0; lane < L::width; ++lane) {
+    ScribbleCell& next = cells[count];
+    next.column = c + lane;
+    next.threshold = lanes[4][lane];
+    next.a00 = lanes[0][lane], next.a01 = lanes[1][lane], next.a10 = lanes[2][lane], next.a11 = lanes[3][lane];
+    count += static_cast<int32_t>((bits >> lane) & 1u);
+  }
+  return count;
+}
+
+template <typename L>
+int32_t scribbleCrossingsWith(const float* const corners[4], const float* const cornerBands[4], int32_t columns,
+                              const ScribbleNumbers& n, ScribbleCell* cells) {
+  int32_t c = 0, count = 0;
+  for (; c + L::width <= columns; c += L::width)
+    count = scribbleCrossingColumns<L>(corners, cornerBands, c, n, cells, count);
+  for (; c < columns; ++c) count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, c, n, cells, count);
+  return count;
+}
+
+// Every kernel of one set of lanes, under the level's suffix.
+#define ML_STROKE_ENTRIES(Lanes, Suffix)                                                                                void thinHardRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,                                double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {                   thinHardRowWith<Lanes>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);                     }                                                                                                                    int32_t thinSoftRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,                               CrestPixel* crests) {                                                                      return thinSoftRowWith<Lanes>(m, stride, gx, gy, columns, crests);                                                 }                                                                                                                    void scribbleTurn##Suffix(const double* directions, int32_t count, const ScribbleNumbers& n, float* angles,                                    float* bands) {                                                                              scribbleTurnWith<Lanes>(directions, count, n, angles, bands);                                                      }                                                                                                                    void scribbleStrength##Suffix(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,                                         int32_t* values) {                                                                       scribbleStrengthWith<Lanes>(gx, gy, count, n, values);                                                             }                                                                                                                    int32_t scribbleCrossings##Suffix(const float* const corners[4], const float* const cornerBands[4],                                                   int32_t count, const ScribbleNumbers& n, ScribbleCell* cells) {                      return scribbleCrossingsWith<Lanes>(corners, cornerBands, count, n, cells);                                        }
+
+}  // namespace
