@@ -23,6 +23,7 @@
 // less than 2^-53 of the result for |r| <= pi/4.
 #include "glue/fast_angle.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "numeric/portable_math.h"
@@ -108,6 +109,22 @@ inline __m128d approximateWithSixteenths(__m128d y, __m128d x, __m128i j) {
 
 }  // namespace
 
+const double* arcTangentStepTable() { return arcTangentSteps().value; }
+
+const float* arcTangentsOfZeros() {
+  static const struct Zeros {
+    float value[6];
+  } zeros = [] {
+    Zeros z{};
+    for (int signs = 0; signs < 4; ++signs)
+      z.value[signs] = float(numeric::arcTangent2(signs & 2 ? -0.0 : 0.0, signs & 1 ? -1.0 : 1.0));
+    z.value[4] = float(numeric::arcTangent2(1.0, 0.0));
+    z.value[5] = float(numeric::arcTangent2(-1.0, 0.0));
+    return z;
+  }();
+  return zeros.value;
+}
+
 __m128d approximateArcTangent2(__m128d y, __m128d x) {
   return approximateWithSixteenths(y, x, nearestSixteenths(_mm_cvtpd_ps(y), _mm_cvtpd_ps(x)));
 }
@@ -192,8 +209,17 @@ __m128 floatArcTangent2Of4(__m128 y, __m128 x) {
   _mm_store_ps(result, quick);
   _mm_store_ps(ys, y);
   _mm_store_ps(xs, x);
-  for (int i = 0; i < 4; ++i)
-    if (unsettled >> i & 1) result[i] = float(numeric::arcTangent2(ys[i], xs[i]));
+  const float* zeros = arcTangentsOfZeros();
+  for (int i = 0; i < 4; ++i) {
+    if (!(unsettled >> i & 1)) continue;
+    const int yNegative = std::signbit(ys[i]) ? 1 : 0, xNegative = std::signbit(xs[i]) ? 1 : 0;
+    if (ys[i] == 0.0f && xs[i] == xs[i])
+      result[i] = zeros[2 * yNegative + xNegative];
+    else if (xs[i] == 0.0f && ys[i] == ys[i])
+      result[i] = zeros[4 + yNegative];
+    else
+      result[i] = float(numeric::arcTangent2(ys[i], xs[i]));
+  }
   return _mm_load_ps(result);
 }
 

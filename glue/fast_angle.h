@@ -20,6 +20,15 @@ constexpr uint32_t FAST_ANGLE_GUARD_ULPS = 1u << 12;
 // exposed so that tests can measure its error against numeric::arcTangent2.
 __m128d approximateArcTangent2(__m128d y, __m128d x);
 
+// numeric::arcTangent(j / 16) for j = 0..16, the steps the quick arc
+// tangent starts from.
+const double* arcTangentStepTable();
+
+// float(numeric::arcTangent2(y, x)) where a coordinate is zero, which
+// depends on the signs alone: entry 2 * (y negative) + (x negative) for a
+// zero y, entry 4 + (y negative) for a zero x and any other y.
+const float* arcTangentsOfZeros();
+
 // float(numeric::arcTangent2(y[i], x[i])) for the four lanes.
 __m128 floatArcTangent2Of4(__m128 y, __m128 x);
 

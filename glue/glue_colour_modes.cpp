@@ -89,6 +89,20 @@ template const float* topPolar<Scale8>(const GlueTables&, const int32_t[3]);
 template const float* topPolar<Scale16>(const GlueTables&, const int32_t[3]);
 
 template <class D>
+const float* topLightHslEntry(const GlueTables& tables, const int32_t top[3]) {
+  return topLightHsl<D>(tables, top);
+}
+template const float* topLightHslEntry<Scale8>(const GlueTables&, const int32_t[3]);
+template const float* topLightHslEntry<Scale16>(const GlueTables&, const int32_t[3]);
+
+template <class D>
+const float* topLabEntry(const GlueTables& tables, const int32_t top[3]) {
+  return topLab<D>(tables, top);
+}
+template const float* topLabEntry<Scale8>(const GlueTables&, const int32_t[3]);
+template const float* topLabEntry<Scale16>(const GlueTables&, const int32_t[3]);
+
+template <class D>
 void glueColor(int32_t top[3], const int32_t base[3], const GlueTables& tables) {
   const float* t = topLightHsl<D>(tables, top);
   store<D>(top, lightHslToRgbGiven(t[0], t[1], unitLuma<D>(base), t[3]));

@@ -87,13 +87,22 @@ void labConvert(const int32_t in[3], const uint8_t* table, const GlueTables& tab
 // Kinds start at 1, so an emptied entry never matches.
 enum TopWorking : int32_t { LIGHT_HSL = 1, PLAIN_POLAR, LAB, WAX_WEIGHT, WANE_WEIGHT };
 
+// An entry's key[0]: the kind and the depth.
+template <class D>
+constexpr int32_t topTag(TopWorking kind) {
+  return 2 * int32_t(kind) + (D::EIGHT_BIT ? 0 : 1);
+}
+// The entry of a colour is at the top GLUE_TOP_CACHE_BITS bits of the sum
+// of red, green, blue and the tag times these.
+constexpr uint32_t TOP_HASH_FACTORS[4] = {0x9E3779B1u, 0x85EBCA77u, 0xC2B2AE3Du, 0x27D4EB2Fu};
+
 template <class D, class Fill>
 const float* topWorking(const GlueTables& tables, TopWorking kind, const int32_t top[3],
                         Fill fill) {
-  const int32_t tag = 2 * int32_t(kind) + (D::EIGHT_BIT ? 0 : 1);
+  const int32_t tag = topTag<D>(kind);
   const int32_t r = sampleAt(top, 0), g = sampleAt(top, 1), b = sampleAt(top, 2);
-  const uint32_t hash = uint32_t(r) * 0x9E3779B1u + uint32_t(g) * 0x85EBCA77u +
-                        uint32_t(b) * 0xC2B2AE3Du + uint32_t(tag) * 0x27D4EB2Fu;
+  const uint32_t hash = uint32_t(r) * TOP_HASH_FACTORS[0] + uint32_t(g) * TOP_HASH_FACTORS[1] +
+                        uint32_t(b) * TOP_HASH_FACTORS[2] + uint32_t(tag) * TOP_HASH_FACTORS[3];
   GlueTopEntry& entry = tables.topCache[hash >> (32 - GLUE_TOP_CACHE_BITS)];
   if (entry.key[0] != tag || entry.key[1] != r || entry.key[2] != g || entry.key[3] != b) {
     const int32_t colour[3] = {r, g, b};
@@ -184,5 +193,11 @@ float midGate(float x);
 const GlueAngleEntry& cosineAndSine(const GlueTables& tables, float angle);
 template <class D>
 const float* topPolar(const GlueTables& tables, const int32_t top[3]);
+// Out-of-line forms of topLightHsl and topLab for the wide row forms,
+// which are built for other targets and must not instantiate inline code.
+template <class D>
+const float* topLightHslEntry(const GlueTables& tables, const int32_t top[3]);
+template <class D>
+const float* topLabEntry(const GlueTables& tables, const int32_t top[3]);
 
 }  // namespace glue

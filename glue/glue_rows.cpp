@@ -21,6 +21,7 @@
 #include "glue/fast_angle.h"
 #include "glue/glue_colour_shared.h"
 #include "glue/glue_scale.h"
+#include "glue/glue_simd.h"
 #include "numeric/portable_math.h"
 
 namespace glue {
@@ -609,8 +610,6 @@ GlueRowFunction rowFunctionOf(int mode) {
 }  // namespace
 }  // namespace glue
 
-GlueRowFunction glueRowFunction(int mode, int depth) {
-  const GlueRowFunction sideBySide =
-      depth == 16 ? glue::rowFunctionOf<glue::Scale16>(mode) : glue::rowFunctionOf<glue::Scale8>(mode);
-  return sideBySide ? sideBySide : gluePixelRowFunction(mode, depth);
+GlueRowFunction glueRowFunctionSse2(int mode, int depth) {
+  return depth == 16 ? glue::rowFunctionOf<glue::Scale16>(mode) : glue::rowFunctionOf<glue::Scale8>(mode);
 }

@@ -1,8 +1,8 @@
 // The row forms of the glue modes against their per-pixel functions: every
-// pixel of a row must come out bit for bit as glueFunction gives it, for
-// rows of every length modulo the four-pixel step and for colours that
-// reach each branch (black, white, greys, the half, saturated primaries
-// and random colours).
+// pixel of a row must come out bit for bit as glueFunction gives it, at
+// every vector width the CPU has, for rows of every length modulo the
+// widths' steps and for colours that reach each branch (black, white,
+// greys, the half, saturated primaries and random colours).
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 #include "glue/colour_convert.h"
 #include "glue/glue_modes.h"
+#include "glue/glue_simd.h"
 
 namespace {
 
@@ -44,6 +45,10 @@ void randomColour(Lcg& rng, int32_t M, int32_t* out) {
   }
 }
 
+// The vector widths to compare: each is lowered to what the CPU has, so a
+// narrower CPU only repeats a width.
+constexpr GlueLanes WIDTHS[] = {GLUE_LANES_SSE2, GLUE_LANES_AVX2, GLUE_LANES_AVX512};
+
 GlueTables& runTables() {
   static GlueTables* tables = [] {
     static GlueTables built;
@@ -55,16 +60,17 @@ GlueTables& runTables() {
 
 TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
   int modesWithRows = 0;
+  for (GlueLanes lanes : WIDTHS)
   for (int depth : {8, 16}) {
     const int32_t M = depth == 16 ? 32768 : 255;
     for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
-      const GlueRowFunction row = glueRowFunction(mode, depth);
+      const GlueRowFunction row = glueRowFunctionAt(lanes, mode, depth);
       if (row == nullptr) continue;
       ++modesWithRows;
       const GlueFunction pixel = glueFunction(mode, depth);
       Lcg rng{uint32_t(mode * 131 + depth)};
       std::vector<int32_t> counts;
-      for (int32_t n = 1; n <= 13; ++n) counts.push_back(n);
+      for (int32_t n = 1; n <= 35; ++n) counts.push_back(n);
       counts.push_back(300);
       counts.push_back(2001);
       for (int32_t count : counts) {
@@ -81,14 +87,14 @@ TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
           pixel(&expected[3 * i], &bases[3 * i], runTables());
         row(tops.data(), bases.data(), count, runTables());
         for (int32_t i = 0; i < 3 * count; ++i)
-          ASSERT_EQ(tops[i], expected[i]) << "mode " << mode << " depth " << depth << " count "
+          ASSERT_EQ(tops[i], expected[i]) << "width " << lanes << " mode " << mode << " depth " << depth << " count "
                                           << count << " pixel " << i / 3 << " channel " << i % 3
                                           << " base " << bases[i - i % 3] << ","
                                           << bases[i - i % 3 + 1] << "," << bases[i - i % 3 + 2];
       }
     }
   }
-  EXPECT_GE(modesWithRows, 22);  // the HSL family and the Lab modes at both depths
+  EXPECT_GE(modesWithRows, 3 * 2 * 61);  // every mode but "normal", both depths, each width
   for (int mode : {GLUE_PARIETAL, GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC})
     for (int depth : {8, 16}) EXPECT_NE(glueRowFunction(mode, depth), nullptr) << mode;
 }
@@ -118,6 +124,7 @@ TEST(GlueRows, LabRowFormsMatchWithArbitraryTables) {
   buildRunTables(tables);
   tables.labForward = forward;
   tables.labInverse = inverse;
+  for (GlueLanes lanes : WIDTHS)
   for (int depth : {8, 16}) {
     const int32_t M = depth == 16 ? 32768 : 255;
     for (int mode : {GLUE_PARIETAL, GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC}) {
@@ -130,34 +137,85 @@ TEST(GlueRows, LabRowFormsMatchWithArbitraryTables) {
       std::vector<int32_t> expected = tops;
       for (int32_t i = 0; i < count; ++i)
         glueFunction(mode, depth)(&expected[3 * i], &bases[3 * i], tables);
-      glueRowFunction(mode, depth)(tops.data(), bases.data(), count, tables);
-      ASSERT_EQ(tops, expected) << "mode " << mode << " depth " << depth;
+      glueRowFunctionAt(lanes, mode, depth)(tops.data(), bases.data(), count, tables);
+      ASSERT_EQ(tops, expected) << "width " << lanes << " mode " << mode << " depth " << depth;
     }
   }
 }
 
-// Every 8-bit colour of a coarse grid as base under a few tops: the row
-// forms reach the rare branches (equal channels, ties for the largest).
-TEST(GlueRows, RowFormsMatchOnAGridOfEightBitColours) {
+// A coarse grid of colours as base under a few tops held along the row
+// (black, white, grey, a primary, a mixed colour), at both depths: the row
+// forms reach the rare branches (equal channels, ties for the largest) and
+// the shortcuts for a run of one top colour.
+TEST(GlueRows, RowFormsMatchOnAGridOfColoursUnderHeldTops) {
+  for (int depth : {8, 16}) {
+    const int32_t M = depth == 16 ? 32768 : 255;
+    auto scaled = [M](int32_t v) { return v * M / 255; };
+    std::vector<int32_t> bases;
+    for (int32_t r = 0; r <= 255; r += 15)
+      for (int32_t g = 0; g <= 255; g += 15)
+        for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {scaled(r), scaled(g), scaled(b)});
+    const int32_t count = int32_t(bases.size() / 3);
+    const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
+    for (GlueLanes lanes : WIDTHS)
+      for (int mode = 2; mode <= GLUE_MODE_COUNT; ++mode) {
+        const GlueRowFunction row = glueRowFunctionAt(lanes, mode, depth);
+        for (const auto& top : tops) {
+          std::vector<int32_t> got;
+          for (int32_t i = 0; i < count; ++i) got.insert(got.end(), {scaled(top[0]), scaled(top[1]), scaled(top[2])});
+          std::vector<int32_t> expected = got;
+          for (int32_t i = 0; i < count; ++i) glueFunction(mode, depth)(&expected[3 * i], &bases[3 * i], runTables());
+          row(got.data(), bases.data(), count, runTables());
+          ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode << " depth " << depth;
+        }
+      }
+  }
+}
+
+// Every 8-bit value of each channel against every value of another (the
+// third at a few levels), under tops from a colourful ramp: all hues, all
+// saturations and the channel ties, for the modes with wide forms.
+TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
   std::vector<int32_t> bases;
-  for (int32_t r = 0; r <= 255; r += 15)
-    for (int32_t g = 0; g <= 255; g += 15)
-      for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {r, g, b});
+  for (int32_t third : {0, 101, 255})
+    for (int32_t x = 0; x <= 255; ++x)
+      for (int32_t y = 0; y <= 255; ++y) {
+        bases.insert(bases.end(), {x, y, third});
+        bases.insert(bases.end(), {third, x, y});
+      }
   const int32_t count = int32_t(bases.size() / 3);
-  const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
-  for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
-    const GlueRowFunction row = glueRowFunction(mode, 8);
-    if (row == nullptr) continue;
-    for (const auto& top : tops) {
-      std::vector<int32_t> got;
-      for (int32_t i = 0; i < count; ++i) got.insert(got.end(), {top[0], top[1], top[2]});
-      std::vector<int32_t> expected = got;
-      for (int32_t i = 0; i < count; ++i)
-        glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], runTables());
-      row(got.data(), bases.data(), count, runTables());
-      ASSERT_EQ(got, expected) << "mode " << mode;
+  std::vector<int32_t> tops(bases.size());
+  for (int32_t i = 0; i < count; ++i)
+    for (int c = 0; c < 3; ++c) {
+      const int32_t t = (i / 7 + 85 * c) % 256;  // runs of equal tops, as from a ramp
+      tops[3 * i + c] = t < 128 ? 2 * t : 511 - 2 * t;
+    }
+  for (int mode : {GLUE_COLOR, GLUE_LUMINANCE, GLUE_SATURATION, GLUE_HUE, GLUE_FRONTAL, GLUE_PARIETAL,
+                   GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC, GLUE_DEXTROUS, GLUE_SINISTER, GLUE_ANTERIOR,
+                   GLUE_POSTERIOR}) {
+    std::vector<int32_t> expected = tops;
+    for (int32_t i = 0; i < count; ++i) glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], runTables());
+    for (GlueLanes lanes : {GLUE_LANES_AVX2, GLUE_LANES_AVX512}) {
+      std::vector<int32_t> got = tops;
+      glueRowFunctionAt(lanes, mode, 8)(got.data(), bases.data(), count, runTables());
+      ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode;
     }
   }
+}
+
+// The scalar width is the per-pixel code along the row; a forced width
+// holds until the next is forced.
+TEST(GlueRows, ForcedWidthChoosesTheRowForms) {
+  const GlueLanes before = activeGlueLanes();
+  forceGlueLanes(GLUE_LANES_SCALAR);
+  EXPECT_EQ(glueRowFunction(GLUE_FRONTAL, 8), gluePixelRowFunction(GLUE_FRONTAL, 8));
+  forceGlueLanes(GLUE_LANES_SSE2);
+  EXPECT_EQ(activeGlueLanes(), GLUE_LANES_SSE2);
+  EXPECT_EQ(glueRowFunction(GLUE_FRONTAL, 8), glueRowFunctionSse2(GLUE_FRONTAL, 8));
+  forceGlueLanes(GLUE_LANES_AVX512);
+  EXPECT_EQ(activeGlueLanes(), widestGlueLanes());
+  forceGlueLanes(before);
+  EXPECT_EQ(glueRowFunction(1, 8), nullptr);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "engine/edge_field.h"
 #include "engine/field_kernels.h"
+#include "glue/glue_simd.h"
 #include "image/pixel_map.h"
 #include "session/session.h"
 #include "pihost/host_options.h"
@@ -271,6 +272,43 @@ TEST(RenderThreads, BlurryShadedWithItsFieldGivesTheOneThreadBytes) {
       }
     }
   forceSimdLevel(widestSimdLevel());
+  forceRenderThreads(platformCoreCount());
+}
+
+// The glue modes with row forms at several widths, through the whole filter:
+// every glue width and a threaded run give the bytes of the per-pixel glue
+// on one thread, at both depths, grey and RGB, with transparency and a
+// selection, on a width that leaves a remainder at every step.
+TEST(RenderWidths, ColourGlueModesEqualThePerPixelGlueAtEveryWidth) {
+  struct Kind {
+    int32_t colourPlanes;
+    bool alpha;
+    int32_t depth;
+    bool masked;
+  };
+  const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
+  const GlueLanes before = activeGlueLanes();
+  const int32_t width = 37;  // 2 x 16 + 5, 4 x 8 + 5, 9 x 4 + 1
+  for (const Kind& kind : kinds) {
+    HostImage image = picture(width, 5, kind.colourPlanes, kind.alpha, kind.depth);
+    HostMask mask{width, 5, std::vector<uint8_t>(size_t(width) * 5)};
+    for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = static_cast<uint8_t>(i * 53);
+    const HostMask* selection = kind.masked ? &mask : nullptr;
+    for (int32_t glue : {15, 16, 22, 23, 53, 54, 55, 56, 57, 58, 59, 60, 61}) {
+      forceGlueLanes(GLUE_LANES_SCALAR);
+      forceRenderThreads(1);
+      const std::vector<uint8_t> expected = renderBytes(image, selection, 1, glue);
+      for (GlueLanes lanes : {GLUE_LANES_SSE2, GLUE_LANES_AVX2, GLUE_LANES_AVX512})
+        for (int32_t threads : {1, 3}) {
+          forceGlueLanes(lanes);
+          forceRenderThreads(threads);
+          EXPECT_EQ(renderBytes(image, selection, 1, glue), expected)
+              << "glue width " << lanes << " threads " << threads << " glue " << glue << " depth " << kind.depth
+              << " planes " << kind.colourPlanes;
+        }
+    }
+  }
+  forceGlueLanes(before);
   forceRenderThreads(platformCoreCount());
 }
 

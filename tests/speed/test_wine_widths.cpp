@@ -34,6 +34,7 @@ TEST(WineWidths, EveryWidthAndThreadCountGivesTheScalarBytes) {
       {"widths-chrome-rgb16", 3, 16, false, {"--edge-style", "chrome", "--remove-noise", "1", "--chrome-style", "sine"}},
       {"widths-halo-grey8", 1, 8, false, {"--edge-style", "halo", "--tweaker", "70"}},
       {"widths-splotchy-rgba16", 3, 16, true, {"--edge-style", "splotchy", "--glue", "multiply"}},
+      {"widths-blurry-frontal-rgb16", 3, 16, false, {"--edge-style", "blurry", "--glue", "frontal"}},
   };
   for (const Case& c : cases) {
     const std::string in = scratchPath(std::string(c.name) + "-in.png");

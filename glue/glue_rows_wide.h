@@ -1,0 +1,700 @@
+// The row forms of the slow colour modes at N lanes (8 for AVX2, 16 for
+// AVX-512), written once with the compiler's vector types and included by
+// one source file per target, inside that file's anonymous namespace, after
+// it has defined:
+//   N                      the lane count
+//   F, I, D, L             N floats, N int32, N doubles, N int64
+//   F rootOf(F)            the IEEE square root of every lane
+//   I gatherWords(const void* base, I byteOffsets)   one 32-bit word per lane
+//   void storeInterleaved(int32_t* out, I r, I g, I b)   r0 g0 b0 r1 g1 b1 ...
+//   bool anyLane(I mask)   whether any lane is set
+//   D gatherDoubles(const double* base, I index)
+//
+// Each lane runs the operations of the per-pixel code in colour_convert.h
+// and glue_colour_modes.cpp, in the same order and precision, like the
+// four-lane SSE2 forms in glue_rows.cpp: a branch becomes a select between
+// both sides worked out in full, and min and max keep the operand order of
+// the scalar comparison. Lanes the quick trigonometry cannot settle take
+// numeric:: itself, and a row's last count % N pixels the pixel function.
+//
+// This code is built with wide instructions, so it must not instantiate any
+// inline function of the shared headers: the linker keeps one copy of each,
+// and a wide copy would then run on CPUs without the instructions. It calls
+// only out-of-line functions (the top-colour cache entries, the pixel
+// functions, numeric::) and its own lane code.
+
+// ---------------------------------------------------------------------------
+// Lanes
+
+inline F splat(float v) { return F{} + v; }
+inline D splatD(double v) { return D{} + v; }
+inline I splatI(int32_t v) { return I{} + v; }
+
+inline F pick(I mask, F a, F b) { return mask ? a : b; }
+// The doubles and int64 span two registers, where the compiler would take
+// selects and comparisons lane by lane: selects go by bits, comparisons by
+// halves.
+inline D pickD(L mask, D a, D b) {
+  L bitsA, bitsB;
+  std::memcpy(&bitsA, &a, sizeof a);
+  std::memcpy(&bitsB, &b, sizeof b);
+  const L chosen = (bitsA & mask) | (bitsB & ~mask);
+  D out;
+  std::memcpy(&out, &chosen, sizeof out);
+  return out;
+}
+typedef double DoubleHalf __attribute__((vector_size(4 * N)));
+typedef int64_t Int64Half __attribute__((vector_size(4 * N)));
+template <class Half, class Whole, class Compare>
+inline L byHalves(Whole a, Whole b, Compare compare) {
+  Half x[2], y[2];
+  std::memcpy(x, &a, sizeof a);
+  std::memcpy(y, &b, sizeof b);
+  const Int64Half m[2] = {compare(x[0], y[0]), compare(x[1], y[1])};
+  L out;
+  std::memcpy(&out, m, sizeof out);
+  return out;
+}
+inline L aboveD(D a, double b) {
+  return byHalves<DoubleHalf>(a, splatD(b), [](DoubleHalf x, DoubleHalf y) -> Int64Half { return x > y; });
+}
+inline L belowD(D a, double b) {
+  return byHalves<DoubleHalf>(a, splatD(b), [](DoubleHalf x, DoubleHalf y) -> Int64Half { return x < y; });
+}
+inline L atLeastL(L a, int64_t b) {
+  return byHalves<Int64Half>(a, L{} + b, [](Int64Half x, Int64Half y) -> Int64Half { return x >= y; });
+}
+inline L belowL(L a, int64_t b) {
+  return byHalves<Int64Half>(a, L{} + b, [](Int64Half x, Int64Half y) -> Int64Half { return x < y; });
+}
+inline I pickI(I mask, I a, I b) { return mask ? a : b; }
+inline F keepWhere(I mask, F a) { return mask ? a : F{}; }
+
+// a > b ? a : b and a < b ? a : b, as the scalar code compares.
+inline F greater(F a, F b) { return a > b ? a : b; }
+inline F lesser(F a, F b) { return a < b ? a : b; }
+inline I greaterI(I a, I b) { return a > b ? a : b; }
+inline I lesserI(I a, I b) { return a < b ? a : b; }
+
+inline D wide(F x) { return __builtin_convertvector(x, D); }
+inline F narrow(D x) { return __builtin_convertvector(x, F); }
+inline L wideMask(I m) { return __builtin_convertvector(m, L); }
+inline I narrowMask(L m) { return __builtin_convertvector(m, I); }
+inline I truncated(F x) { return __builtin_convertvector(x, I); }
+inline F toFloat(I x) { return __builtin_convertvector(x, F); }
+
+
+// ---------------------------------------------------------------------------
+// Samples
+
+template <class S>
+struct Units {
+  static constexpr float inv = float(1.0 / double(S::M));
+  static constexpr float top = float(S::M);
+};
+
+inline I laneNumbers() {
+  I v;
+  for (int k = 0; k < N; ++k) v[k] = k;
+  return v;
+}
+
+// One channel of N interleaved pixels.
+inline I channelOf(const int32_t* c, int channel) { return gatherWords(c + channel, laneNumbers() * 12); }
+
+struct RgbL {
+  F r, g, b;
+};
+struct HslL {
+  F h, s, l;
+};
+
+template <class S>
+inline F unitsOf(const int32_t* c, int channel) {
+  return toFloat(channelOf(c, channel)) * Units<S>::inv;
+}
+
+template <class S>
+inline RgbL coloursOf(const int32_t* c) {
+  return {unitsOf<S>(c, 0), unitsOf<S>(c, 1), unitsOf<S>(c, 2)};
+}
+
+// unitLuma; the integer part is exact in any order.
+template <class S>
+inline F lumasOf(const int32_t* c) {
+  const I luma = (channelOf(c, 1) * 150 + channelOf(c, 0) * 77 + channelOf(c, 2) * 28) >> 8;
+  return toFloat(luma) * Units<S>::inv;
+}
+
+
+template <class S>
+inline void storeColours(int32_t* out, const RgbL& c) {
+  const float m = Units<S>::top;
+  storeInterleaved(out, truncated(m * c.r), truncated(m * c.g), truncated(m * c.b));
+}
+
+// Whether the N colours all equal the first: the 3N samples against the
+// first colour repeated.
+inline I channelNumbers(int v) {
+  I channel{};
+  for (int k = 0; k < N; ++k) channel[k] = (v * N + k) % 3;
+  return channel;
+}
+inline bool allTopsAlike(const int32_t* tops) {
+  I c[3];
+  std::memcpy(c, tops, sizeof c);
+  I differs{};
+  for (int v = 0; v < 3; ++v) {
+    const I channel = channelNumbers(v);
+    const I first = pickI(channel == 0, splatI(tops[0]), pickI(channel == 1, splatI(tops[1]), splatI(tops[2])));
+    differs |= c[v] != first;
+  }
+  return !anyLane(differs);
+}
+
+// `count` cached values of each lane's top colour, of the kind `tag`.
+// The lanes probe the tables' top-colour cache side by side, checking the
+// whole key as topWorking does; a lane that misses fills its entry through
+// the out-of-line lookup and copies it at once, after the hits are read (a
+// fill may take over an entry another lane read).
+using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
+typedef uint32_t U __attribute__((vector_size(4 * N)));
+template <int Count>
+inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
+                        F value[Count]) {
+  // Flat parts of the picture give runs of one top colour: one lookup.
+  if (allTopsAlike(tops)) {
+    const float* t = entry(tables, tops);
+    for (int i = 0; i < Count; ++i) value[i] = splat(t[i]);
+    return;
+  }
+  const I r = channelOf(tops, 0), g = channelOf(tops, 1), b = channelOf(tops, 2);
+  const U hash = U(r) * TOP_HASH_FACTORS[0] + U(g) * TOP_HASH_FACTORS[1] + U(b) * TOP_HASH_FACTORS[2] +
+                 uint32_t(tag) * TOP_HASH_FACTORS[3];
+  const I at = I(hash >> (32 - GLUE_TOP_CACHE_BITS)) * int32_t(sizeof(GlueTopEntry));
+  const char* cache = reinterpret_cast<const char*>(tables.topCache);
+  const char* keys = cache + offsetof(GlueTopEntry, key);
+  const I hit = (gatherWords(keys, at) == tag) & (gatherWords(keys + 4, at) == r) &
+                (gatherWords(keys + 8, at) == g) & (gatherWords(keys + 12, at) == b);
+  const char* values = cache + offsetof(GlueTopEntry, value);
+  for (int i = 0; i < Count; ++i) {
+    const I bits = gatherWords(values + 4 * i, at);
+    std::memcpy(&value[i], &bits, sizeof bits);
+  }
+  if (!anyLane(~hit)) return;
+  alignas(64) float copied[Count][N];
+  std::memcpy(copied, value, sizeof copied);
+  for (int k = 0; k < N; ++k) {
+    if (hit[k]) continue;
+    const float* t = entry(tables, tops + 3 * k);
+    for (int i = 0; i < Count; ++i) copied[i][k] = t[i];
+  }
+  std::memcpy(value, copied, sizeof copied);
+}
+
+// ---------------------------------------------------------------------------
+// Plain and perceptual HSL
+
+inline HslL rgbToHslL(const RgbL& c) {
+  const F mx = greater(c.b, greater(c.r, c.g));
+  const F mn = lesser(c.b, lesser(c.r, c.g));
+  const F l = (mx + mn) * 0.5f;
+  const I lightPositive = l > 0.0f;
+  const F d = mx - mn;
+  const I spread = d > 0.0f;
+  const F divisor = pick(l > 0.5f, (2.0f - mx) - mn, mx + mn);
+  const F s = d / divisor;
+  const F u = 1.0f / ((d * d) * d);
+  // The case by the largest channel (ties: red, then green) and whether
+  // the next channel round the wheel is the smallest.
+  const I redMax = c.r == mx;
+  const I greenMax = ~redMax & (c.g == mx);
+  const I blueMax = ~(redMax | greenMax);
+  const I nextIsMin = (redMax & (c.g == mn)) | (greenMax & (c.b == mn)) | (blueMax & (c.r == mn));
+  const F channel = pick(redMax, pick(nextIsMin, c.b, c.g),
+                         pick(greenMax, pick(nextIsMin, c.r, c.b), pick(nextIsMin, c.g, c.r)));
+  const F start = pick(redMax, pick(nextIsMin, splat(5.0f), splat(1.0f)),
+                       pick(greenMax, pick(nextIsMin, splat(1.0f), splat(3.0f)),
+                            pick(nextIsMin, splat(3.0f), splat(5.0f))));
+  const F sign = pick(nextIsMin, splat(1.0f), splat(-1.0f));
+  const F ratio = (((mx - channel) * u) * d) * d;
+  const F h = (start + sign * ratio) * 0.16666667f;
+  return {keepWhere(lightPositive & spread, h), keepWhere(lightPositive, pick(spread, s, d)), l};
+}
+
+// colour_detail::sectorColourWith.
+inline RgbL sectorColourL(F h, F v, F p, F factor) {
+  const F h6 = h * 6.0f;
+  const I n = truncated(h6);
+  const F f = factor * (h6 - toFloat(n));
+  const F up = p + f;
+  const F down = v - f;
+  const I sector = ~((n > 5) | (n < 0)) & n;
+  const I s1 = sector == 1, s2 = sector == 2, s3 = sector == 3, s4 = sector == 4, s5 = sector == 5;
+  // Sectors 0..5 give (v, up, p), (down, v, p), (p, v, up), (p, down, v),
+  // (up, p, v), (v, p, down).
+  const F r = pick(s1, down, pick(s2 | s3, p, pick(s4, up, v)));
+  const F g = pick(s1 | s2, v, pick(s3, down, pick(s4 | s5, p, up)));
+  const F b = pick(s3 | s4, v, pick(s2, up, pick(s5, down, p)));
+  return {r, g, b};
+}
+
+inline RgbL hslToRgbL(F h, F s, F l) {
+  const F v = pick(l <= 0.5f, (s + 1.0f) * l, (s + l) - s * l);
+  const I lit = v > 0.0f;
+  const F p = 2.0f * l - v;
+  const F factor = ((v - p) / v) * v;
+  const RgbL c = sectorColourL(h, v, p, factor);
+  return {keepWhere(lit, c.r), keepWhere(lit, c.g), keepWhere(lit, c.b)};
+}
+
+inline F hueLuminanceFactorL(F s) {
+  const F v = (s + 1.0f) * 0.5f;
+  const F p = 1.0f - v;
+  return ((v - p) / v) * v;
+}
+
+inline F hueLuminanceWithL(F h, F s, F factor) {
+  const F v = (s + 1.0f) * 0.5f;
+  const F p = 1.0f - v;
+  const RgbL c = sectorColourL(h, v, p, factor);
+  return narrow((wide(c.g) * 0.52 + wide(c.r) * 0.28) + wide(c.b) * 0.2);
+}
+
+// rgbToLightHslKeeping.
+inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
+  HslL hsl = rgbToHslL(colour);
+  hueFactor = hueLuminanceFactorL(hsl.s);
+  const F c = hueLuminanceWithL(hsl.h, hsl.s, hueFactor);
+  hueLight = c;
+  const D l = wide(hsl.l), cd = wide(c);
+  const D upper = ((l - 0.5) * 2.0) * (1.0 - cd) + cd;
+  const D lower = (l * 2.0) * cd;
+  hsl.l = narrow(pickD(wideMask(hsl.l > 0.5f), upper, lower));
+  return hsl;
+}
+
+// lightHslToRgbGiven: l - c and l / c' in single, the rest in double.
+inline RgbL lightHslToRgbL(F h, F s, F l, F hueLight) {
+  const F c = lesser(splat(1.0f), greater(F{}, hueLight));
+  const F lMinusC = l - c;
+  const F lOverC = l / pick(c > 0.0f, c, splat(1.0f));
+  const D cd = wide(c);
+  const D above = (wide(lMinusC) / pickD(wideMask(c < 1.0f), 1.0 - cd, splatD(1.0))) * 0.5 + 0.5;
+  const D below = wide(lOverC) * 0.5;
+  const F middle = narrow(pickD(wideMask(l > c), above, below));
+  const F plain = pick(l >= 1.0f, splat(1.0f), pick(l <= 0.0f, F{}, middle));
+  return hslToRgbL(h, s, plain);
+}
+
+// lightRatio: the double quotients of both sides, the side by the test.
+inline F lightRatioL(F a, F c) {
+  const D ad = wide(a), cd = wide(c);
+  const F one = splat(1.0f);
+  const F darker = lesser(one, narrow((ad * 0.5) / cd));
+  const F lighter = lesser(one, narrow(1.0 - (cd * 0.5) / ad));
+  return pick(c > a, pick(c > 0.0f, darker, one), pick(a > 0.0f, lighter, one));
+}
+
+// anchoredLightness, every step in the scalar code's precision.
+inline D roundToSingle(D x) { return wide(narrow(x)); }
+inline F anchoredLightnessL(F l1, F l2, F anchor) {
+  const D p = wide(l1 * l2), a = wide(anchor);
+  const D v = roundToSingle((2.0 - p) * p);
+  const D high = roundToSingle(((a - 0.8) * 5.0) * (a - v) + v);
+  const D low = roundToSingle(((0.2 - a) * 5.0) * (a - v) + v);
+  const F out = narrow(pickD(aboveD(a, 0.8), high, pickD(belowD(a, 0.2), low, v)));
+  return lesser(splat(1.0f), greater(F{}, out));
+}
+
+// midGate: the doubling is exact in single, and so is 2 - y for y in
+// (1, 2], which the double steps of tent round to the same floats.
+inline F midGateL(F x) {
+  const F y = x * 2.0f;
+  const F q = 1.0f - pick(y > 1.0f, 2.0f - y, y);
+  return 1.0f - ((q * q) * q) * q;
+}
+
+// ---------------------------------------------------------------------------
+// Quick trigonometry (the reasoning is in fast_angle.cpp).
+
+// Lanes whose double approximation does not settle its float rounding,
+// worked out on the two 32-bit halves of each double: the high half holds
+// the magnitude's range, the low half the 29 bits float rounding drops.
+inline I unsettledD(D a) {
+  L bits;
+  std::memcpy(&bits, &a, sizeof bits);
+  const I high = __builtin_convertvector(bits >> 32, I) & 0x7fffffff;
+  const I low = __builtin_convertvector(bits, I);
+  const I normal = (high >= 0x38100000) & (high < 0x7ff00000);
+  const int32_t guard = int32_t(FAST_ANGLE_GUARD_ULPS);
+  const I fromMidpoint = (low & 0x1fffffff) - ((1 << 28) - guard);
+  return ~normal | ((fromMidpoint >= 0) & (fromMidpoint <= 2 * guard));
+}
+
+inline F absOf(F x) {
+  I bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  bits &= 0x7fffffff;
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
+inline D absOfD(D x) {
+  L bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  bits &= 0x7fffffffffffffffll;
+  std::memcpy(&x, &bits, sizeof x);
+  return x;
+}
+
+inline I bitsOf(F x) {
+  I bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  return bits;
+}
+
+inline F arcTangent2L(F y, F x) {
+  const F ax = absOf(x), ay = absOf(y);
+  const I j = truncated((lesser(ax, ay) / greater(ax, ay)) * 16.0f + 0.5f);
+  const D yd = wide(y), xd = wide(x);
+  const D axd = absOfD(xd), ayd = absOfD(yd);
+  const D small = pickD(wideMask(ax < ay), axd, ayd), large = pickD(wideMask(ax > ay), axd, ayd);
+  const D c = __builtin_convertvector(j, D) * (1.0 / 16);
+  const D t = (small - c * large) / (large + c * small);
+  const D z = t * t;
+  D series = splatD(-1.0 / 11);
+  series = series * z + 1.0 / 9;
+  series = series * z + -1.0 / 7;
+  series = series * z + 1.0 / 5;
+  series = series * z + -1.0 / 3;
+  const D tail = (t * z) * series;
+  const double* steps = arcTangentStepTable();
+  D base;
+  // j is 0..16 but in NaN lanes, which take the exact path.
+  base = gatherDoubles(steps, pickI((j >= 0) & (j <= 16), j, I{}));
+  D r = base + (t + tail);
+  // Widening is exact, so the float comparisons decide as the double ones.
+  r = pickD(wideMask(ay > ax), 1.5707963267948966 - r, r);
+  r = pickD(wideMask(x < 0.0f), 3.141592653589793 - r, r);
+  L rBits, yBits;
+  std::memcpy(&rBits, &r, sizeof r);
+  std::memcpy(&yBits, &yd, sizeof yd);
+  rBits ^= yBits & (1ll << 63);
+  std::memcpy(&r, &rBits, sizeof r);
+  F quick = narrow(r);
+  // A zero coordinate gives one of a few angles, by the signs alone; they
+  // come from numeric:: (see arcTangentsOfZeros). Common in "frontal", where
+  // a black or white top colour makes the mixed point the top's own (0, 0).
+  const I zeroY = y == 0.0f, zeroX = ~zeroY & (x == 0.0f);
+  const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
+  const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
+  const I zeroBits = gatherWords(arcTangentsOfZeros(), zeroAt * 4);
+  F zeroAngle;
+  std::memcpy(&zeroAngle, &zeroBits, sizeof zeroAngle);
+  quick = pick(zeroY | zeroX, zeroAngle, quick);
+  const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
+  if (anyLane(unsettled))
+    for (int k = 0; k < N; ++k)
+      if (unsettled[k]) quick[k] = float(numeric::arcTangent2(y[k], x[k]));
+  return quick;
+}
+
+// float(cosine(angle)) and float(sine(angle)); lanes the quick form cannot
+// settle (set in the returned mask) are left for the caller.
+inline I cosineAndSineL(F angle, F& cosine, F& sine) {
+  const D a = wide(angle);
+  const I k = __builtin_convertvector(a * 0x1.45f306dc9c883p-1 + 0.5, I);
+  const D kd = __builtin_convertvector(k, D);
+  const D r = (a - kd * 0x1.921fb544p0) - kd * 0x1.0b4611a626331p-34;
+  const D z = r * r, w = z * z;
+  D p = (1.0 / 39916800.0 + -1.0 / 6227020800.0 * z) + w * (1.0 / 1307674368000.0);
+  p = (1.0 / 5040.0 + -1.0 / 362880.0 * z) + w * p;
+  p = (1.0 / 6.0 + -1.0 / 120.0 * z) + w * p;
+  const D s = r - (r * z) * p;
+  D q = -1.0 / 87178291200.0 + 1.0 / 20922789888000.0 * z;
+  q = (-1.0 / 3628800.0 + 1.0 / 479001600.0 * z) + w * q;
+  q = (-1.0 / 720.0 + 1.0 / 40320.0 * z) + w * q;
+  q = (-0.5 + 1.0 / 24.0 * z) + w * q;
+  const D c = 1.0 + z * q;
+  // Quadrant k: bit 0 swaps sine and cosine, then sin is negated in
+  // quadrants 2 and 3, cos in quadrants 1 and 2.
+  const L quadrant = __builtin_convertvector(k, L);
+  const L odd = wideMask((k & 1) == 1);
+  D sd = pickD(odd, c, s), cd = pickD(odd, s, c);
+  L sBits, cBits;
+  std::memcpy(&sBits, &sd, sizeof sd);
+  std::memcpy(&cBits, &cd, sizeof cd);
+  sBits ^= ((quadrant & 2) >> 1) << 63;
+  cBits ^= (((quadrant + 1) & 2) >> 1) << 63;
+  std::memcpy(&sd, &sBits, sizeof sd);
+  std::memcpy(&cd, &cBits, sizeof cd);
+  cosine = narrow(cd);
+  sine = narrow(sd);
+  return ~((angle >= 0.0f) & (angle <= 7.0f)) | (unsettledD(cd) | unsettledD(sd));
+}
+
+// ---------------------------------------------------------------------------
+// The Lab tables (labInterpolate step by step; every sum is of small
+// non-negative integers, exact in any order).
+
+struct LabL {
+  I c[3];
+};
+
+// The three bytes at each lane's offset, as the low three bytes of a word.
+// The table's last node has no fourth byte after it, so a read there starts
+// one byte early and the word is shifted down.
+inline I cornerWords(I offset, const uint8_t* table) {
+  const I last = splatI(LAB_TABLE_BYTES - 4);
+  const I words = gatherWords(table, lesserI(offset, last));
+  return pickI(offset > last, (words >> 8) & 0xFFFFFF, words);
+}
+
+inline I byteOf(I word, int shift) { return (word >> shift) & 0xFF; }
+
+template <class S>
+inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint* axis) {
+  I node[3], fraction[3];
+  for (int a = 0; a < 3; ++a) {
+    const I x = greaterI(I{}, lesserI(in.c[a], splatI(S::M)));
+    if constexpr (S::EIGHT_BIT) {
+      node[a] = (x * 241) >> 12;  // x / 17 on 0..255
+      fraction[a] = x - node[a] * 17;
+    } else {
+      static_assert(sizeof(LabAxisPoint) == 4, "node and fraction in one word");
+      const I word = gatherWords(axis, x * 4);
+      node[a] = word & 0xFFFF;
+      fraction[a] = (word >> 16) & 0xFFFF;
+    }
+  }
+  const I offset0 = node[0] * 3 + node[1] * 48 + node[2] * 768;
+  const I s0 = pickI(node[0] == 15, I{}, splatI(3));
+  const I s1 = pickI(node[1] == 15, I{}, splatI(48));
+  const I s2 = pickI(node[2] == 15, I{}, splatI(768));
+  const I f0 = fraction[0], f1 = fraction[1], f2 = fraction[2];
+  const I firstIsLargest = (f0 >= f1) & (f0 >= f2), secondOverThird = f1 >= f2;
+  const I largest = pickI(firstIsLargest, f0, pickI(secondOverThird, f1, f2));
+  const I strideOfLargest = pickI(firstIsLargest, s0, pickI(secondOverThird, s1, s2));
+  const I firstIsSmallest = (f0 <= f1) & (f0 <= f2);
+  const I smallest = pickI(firstIsSmallest, f0, pickI(secondOverThird, f2, f1));
+  const I strideOfSmallest = pickI(firstIsSmallest, s0, pickI(secondOverThird, s2, s1));
+  const I middle = f0 + f1 + f2 - largest - smallest;
+  const I c1 = offset0 + strideOfLargest;
+  const I c3 = offset0 + s0 + s1 + s2;
+  const I c2 = c3 - strideOfSmallest;
+  I w0;
+  if constexpr (S::EIGHT_BIT)
+    w0 = 17 - largest;
+  else
+    w0 = truncated(LAB_CELL_16 - toFloat(largest));
+  const I w1 = largest - middle, w2 = middle - smallest;
+  const I corner0 = cornerWords(offset0, table), corner1 = cornerWords(c1, table);
+  const I corner2 = cornerWords(c2, table), corner3 = cornerWords(c3, table);
+  LabL out;
+  for (int k = 0; k < 3; ++k) {
+    const I acc = byteOf(corner0, 8 * k) * w0 + byteOf(corner1, 8 * k) * w1 +
+                  byteOf(corner2, 8 * k) * w2 + byteOf(corner3, 8 * k) * smallest;
+    // acc is below 2^20, so its single-precision quotient is never rounded
+    // across an integer, and truncation gives the integer quotient.
+    out.c[k] = truncated(toFloat(acc) / 17.0f);
+  }
+  return out;
+}
+
+// hardMixUnbranched and pinMixUnbranched; every product is of values in
+// 0..M and fits in 31 bits.
+template <class S>
+inline I hardMixL(I x, I y) {
+  return pickI(x >= S::H, S::M - (((S::M - x) * (S::M - y)) >> S::S), (x * y) >> S::S);
+}
+template <class S>
+inline I pinMixL(I x, I y) {
+  return pickI(y >= S::H, greaterI(x, 2 * y - S::M), lesserI(x, 2 * y));
+}
+
+template <class S>
+LabL parietalMixL(const LabL& b, const LabL& t) {
+  return {{(b.c[0] * t.c[0]) >> S::T, hardMixL<S>(b.c[1], t.c[1]), hardMixL<S>(b.c[2], t.c[2])}};
+}
+template <class S>
+LabL temporalMixL(const LabL& b, const LabL& t) {
+  return {{S::M - (((S::M - b.c[0]) * (S::M - t.c[0])) >> S::T), hardMixL<S>(b.c[1], t.c[1]),
+           hardMixL<S>(b.c[2], t.c[2])}};
+}
+template <class S>
+LabL occipitalMixL(const LabL& b, const LabL& t) {
+  return {{pinMixL<S>(b.c[0], t.c[0]), pinMixL<S>(b.c[1], t.c[1]), pinMixL<S>(b.c[2], t.c[2])}};
+}
+template <class S>
+LabL limbicMixL(const LabL& b, const LabL& t) {
+  return {{pinMixL<S>(t.c[0], b.c[0]), pinMixL<S>(t.c[1], b.c[1]), pinMixL<S>(t.c[2], b.c[2])}};
+}
+
+// ---------------------------------------------------------------------------
+// The modes, N pixels per call.
+
+template <class S>
+struct TopLightL {
+  F value[5];  // h, s, l, hueLight, hueFactor
+  TopLightL(const GlueTables& tables, const int32_t* tops) {
+    topValuesOf<5>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
+  }
+  F h() const { return value[0]; }
+  F s() const { return value[1]; }
+  F l() const { return value[2]; }
+  F hueLight() const { return value[3]; }
+  F hueFactor() const { return value[4]; }
+};
+
+template <class S>
+void colorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lumasOf<S>(bases), t.hueLight()));
+}
+
+template <class S>
+void luminanceLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(b.h, b.s, lumasOf<S>(tops), hueLight));
+}
+
+template <class S>
+void saturationLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(b.h, t.s(), b.l, hueLuminanceWithL(b.h, t.s(), t.hueFactor())));
+}
+
+template <class S>
+void hueLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(t.h(), b.s, b.l, hueLuminanceWithL(t.h(), b.s, hueFactor)));
+}
+
+template <class S>
+void sinisterLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lightRatioL(lumasOf<S>(bases), t.l()), t.hueLight()));
+}
+
+template <class S>
+void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), anchoredLightnessL(t.l(), b.l, t.l()), t.hueLight()));
+}
+
+template <class S>
+void posteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  const TopLightL<S> t(tables, tops);
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(b.h, b.s, anchoredLightnessL(t.l(), b.l, b.l), hueLight));
+}
+
+// Per channel, as glueDextrous: lightRatio of base against top.
+template <class S>
+void dextrousLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
+  const RgbL b = coloursOf<S>(bases), t = coloursOf<S>(tops);
+  storeColours<S>(tops, {lightRatioL(b.r, t.r), lightRatioL(b.g, t.g), lightRatioL(b.b, t.b)});
+}
+
+// float(angle / 6.283185307): the product by the reciprocal lies within a
+// few units in the last place of the quotient, so where it settles (see
+// fast_angle.cpp) it rounds to the same float; the other lanes divide.
+inline F turnsOf(F angle) {
+  const D a = wide(angle);
+  const D quick = a * (1.0 / 6.283185307);
+  const I unsettled = unsettledD(quick);
+  if (!anyLane(unsettled)) return narrow(quick);
+  return narrow(pickD(wideMask(unsettled), a / 6.283185307, quick));
+}
+
+template <class S>
+void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  F top[4];  // x1, y1, gate, l1
+  topValuesOf<4>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
+  const HslL c2 = rgbToHslL(coloursOf<S>(bases));
+  // Grey tops at black or white (the ramp's ends, common in flat parts of
+  // the picture): the point is (0, 0) scaled by a gate of 0 and stays a
+  // signed zero whatever the base's hue, so the radius is 0, and hslToRgb
+  // of a zero saturation gives the lightness in every channel, whatever
+  // the hue.
+  if (!anyLane((top[0] != 0.0f) | (top[1] != 0.0f) | (top[2] != 0.0f))) {
+    const F l = lesser(top[3], c2.l);
+    storeColours<S>(tops, {l, l, l});
+    return;
+  }
+  const F angle2 = narrow(wide(c2.h) * 6.283185307);
+  F cosine, sine;
+  const I unsettled = cosineAndSineL(angle2, cosine, sine);
+  if (anyLane(unsettled))
+    for (int k = 0; k < N; ++k) {
+      if (!unsettled[k]) continue;
+      const GlueAngleEntry& entry = cosineAndSine(tables, angle2[k]);
+      cosine[k] = entry.cosine;
+      sine[k] = entry.sine;
+    }
+  const F x2 = cosine * c2.s, y2 = sine * c2.s;
+  const F k = midGateL(c2.l) * top[2];
+  const F x = (x2 - top[0]) * k + top[0];
+  const F y = (y2 - top[1]) * k + top[1];
+  const F radius = rootOf(x * x + y * y);
+  F angle = arcTangent2L(y, x);
+  angle = pick(angle < 0.0f, angle + 6.2831855f, angle);
+  const F h = turnsOf(angle);
+  storeColours<S>(tops, hslToRgbL(h, radius, lesser(top[3], c2.l)));
+}
+
+// throughLab; the tops' Lab values come from the cache.
+template <class S, LabL (*Mix)(const LabL&, const LabL&)>
+void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  F value[3];
+  topValuesOf<3>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
+  const LabL labTop{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
+  const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
+  const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;
+  const uint8_t* inverse = tables.labInverse ? tables.labInverse : labTables().inverse;
+  const LabL base{{channelOf(bases, 0), channelOf(bases, 1), channelOf(bases, 2)}};
+  const LabL out = labConvertL<S>(Mix(labConvertL<S>(base, forward, axis), labTop), inverse, axis);
+  storeInterleaved(tops, out.c[0], out.c[1], out.c[2]);
+}
+
+using LanesFunction = void (*)(int32_t* tops, const int32_t* bases, const GlueTables& tables);
+
+template <LanesFunction Lanes, GlueFunction Pixel>
+void rowOfLanes(int32_t* tops, const int32_t* bases, int32_t count, const GlueTables& tables) {
+  int32_t i = 0;
+  for (; i + N <= count; i += N) Lanes(tops + 3 * i, bases + 3 * i, tables);
+  for (; i < count; ++i) Pixel(tops + 3 * i, bases + 3 * i, tables);
+}
+
+template <class S>
+GlueRowFunction wideRowFunctionOf(int mode) {
+  switch (mode) {
+    case GLUE_COLOR: return rowOfLanes<colorLanes<S>, glueColor<S>>;
+    case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S>, glueLuminance<S>>;
+    case GLUE_SATURATION: return rowOfLanes<saturationLanes<S>, glueSaturation<S>>;
+    case GLUE_HUE: return rowOfLanes<hueLanes<S>, glueHue<S>>;
+    case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S>, glueFrontal<S>>;
+    case GLUE_DEXTROUS: return rowOfLanes<dextrousLanes<S>, glueDextrous<S>>;
+    case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
+    case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S>, glueAnterior<S>>;
+    case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S>, gluePosterior<S>>;
+    case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>>;
+    case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>>, glueTemporal<S>>;
+    case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>>, glueOccipital<S>>;
+    case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>>, glueLimbic<S>>;
+    default: return nullptr;
+  }
+}
+
+// The row form of this mode at N lanes, or null when it has none.
+inline GlueRowFunction wideRowFunction(int mode, int depth) {
+  return depth == 16 ? wideRowFunctionOf<Scale16>(mode) : wideRowFunctionOf<Scale8>(mode);
+}
