@@ -1,10 +1,10 @@
 // The choice of the field's vector width: once per process, from what the
 // CPU and the operating system support, lowered by MARROWLINE_SIMD.
 #include <cstdlib>
-#include <cstring>
 
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
+#include "glue/glue_simd.h"
 #include "platform/threads.h"
 
 void smoothRowsScalar(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
@@ -27,40 +27,15 @@ void sourceBytesScalar(uint16_t selector, const uint8_t* pixels, size_t count, d
 
 namespace {
 
-const char* const LEVEL_NAMES[] = {"scalar", "sse2", "avx2", "avx512"};
-
-SimdLevel levelFromEnvironment(SimdLevel widest) {
-  const char* asked = std::getenv("MARROWLINE_SIMD");
-  if (asked == nullptr) return widest;
-  for (int32_t i = SIMD_SCALAR; i <= SIMD_AVX512; ++i)
-    if (std::strcmp(asked, LEVEL_NAMES[i]) == 0) return i < widest ? static_cast<SimdLevel>(i) : widest;
-  return widest;  // an unknown name asks for nothing in particular
-}
-
 FieldKernels& chosen() {
-  static FieldKernels kernels = fieldKernelsFor(levelFromEnvironment(widestSimdLevel()));
+  static FieldKernels kernels = fieldKernelsFor(simdLevelFromEnvironment());
   return kernels;
 }
 
 }  // namespace
 
-SimdLevel widestSimdLevel() {
-  // The compiler's CPU model checks the OS's XSAVE state as well, so a wide
-  // level is only reported where its registers survive a context switch.
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx512f")) return SIMD_AVX512;
-  if (__builtin_cpu_supports("avx2")) return SIMD_AVX2;
-  return SIMD_SSE2;  // every x86-64 CPU
-}
-
-const char* simdLevelName(SimdLevel level) {
-  return level >= SIMD_SCALAR && level <= SIMD_AVX512 ? LEVEL_NAMES[level] : nullptr;
-}
-
 FieldKernels fieldKernelsFor(SimdLevel level) {
-  const SimdLevel widest = widestSimdLevel();
-  if (level > widest) level = widest;
-  switch (level) {
+  switch (simdLevelLowered(level)) {
     case SIMD_AVX512:
       return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512, slopeEdgesAvx512, sourceBytesAvx512};
     case SIMD_AVX2:
@@ -74,7 +49,10 @@ FieldKernels fieldKernelsFor(SimdLevel level) {
 
 const FieldKernels& activeFieldKernels() { return chosen(); }
 
-void forceSimdLevel(SimdLevel level) { chosen() = fieldKernelsFor(level); }
+void forceSimdLevel(SimdLevel level) {
+  chosen() = fieldKernelsFor(level);
+  forceGlueLanes(level);  // the glue's rows follow, so one switch tests every width
+}
 
 namespace {
 

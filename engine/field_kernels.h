@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-enum SimdLevel : int32_t { SIMD_SCALAR = 0, SIMD_SSE2 = 1, SIMD_AVX2 = 2, SIMD_AVX512 = 3 };
+#include "numeric/simd_level.h"
+
 
 using SmoothRowsFunction = void (*)(const double* source, int32_t t, const double* g, int32_t n,
                                     double* smoothedDown, double* smoothedAcross, int32_t rowBegin, int32_t rowEnd);
@@ -32,10 +33,6 @@ struct FieldKernels {
   SourceBytesFunction sourceBytes;
 };
 
-// The best level this CPU runs (the OS saving the wide registers included).
-SimdLevel widestSimdLevel();
-// "scalar", "sse2", "avx2", "avx512"; null for anything else.
-const char* simdLevelName(SimdLevel level);
 // The kernels of one level, lowered to what the CPU offers.
 FieldKernels fieldKernelsFor(SimdLevel level);
 // The run's choice: made once, from the CPU and MARROWLINE_SIMD.

@@ -5,20 +5,17 @@
 #pragma once
 
 #include "glue/glue_modes.h"
+#include "numeric/simd_level.h"
 
-enum GlueLanes : int { GLUE_LANES_SCALAR = 0, GLUE_LANES_SSE2, GLUE_LANES_AVX2, GLUE_LANES_AVX512 };
-
-// The widest this CPU runs.
-GlueLanes widestGlueLanes();
 // The process's choice: made once, from the CPU and MARROWLINE_SIMD.
-GlueLanes activeGlueLanes();
+SimdLevel activeGlueLanes();
 // Tests and benchmarks switch the width for the rest of the process; a
 // width the CPU lacks is lowered to what it has.
-void forceGlueLanes(GlueLanes lanes);
+void forceGlueLanes(SimdLevel lanes);
 
 // The row form at one width (lowered to what the CPU has). Null for mode 1
 // and any number outside 2..62.
-GlueRowFunction glueRowFunctionAt(GlueLanes lanes, int mode, int depth);
+GlueRowFunction glueRowFunctionAt(SimdLevel lanes, int mode, int depth);
 
 // Each width's own forms, null for a mode without one at that width.
 GlueRowFunction glueRowFunctionSse2(int mode, int depth);

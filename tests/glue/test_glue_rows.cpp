@@ -47,7 +47,7 @@ void randomColour(Lcg& rng, int32_t M, int32_t* out) {
 
 // The vector widths to compare: each is lowered to what the CPU has, so a
 // narrower CPU only repeats a width.
-constexpr GlueLanes WIDTHS[] = {GLUE_LANES_SSE2, GLUE_LANES_AVX2, GLUE_LANES_AVX512};
+constexpr SimdLevel WIDTHS[] = {SIMD_SSE2, SIMD_AVX2, SIMD_AVX512};
 
 GlueTables& runTables() {
   static GlueTables* tables = [] {
@@ -60,7 +60,7 @@ GlueTables& runTables() {
 
 TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
   int modesWithRows = 0;
-  for (GlueLanes lanes : WIDTHS)
+  for (SimdLevel lanes : WIDTHS)
   for (int depth : {8, 16}) {
     const int32_t M = depth == 16 ? 32768 : 255;
     for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) {
@@ -124,7 +124,7 @@ TEST(GlueRows, LabRowFormsMatchWithArbitraryTables) {
   buildRunTables(tables);
   tables.labForward = forward;
   tables.labInverse = inverse;
-  for (GlueLanes lanes : WIDTHS)
+  for (SimdLevel lanes : WIDTHS)
   for (int depth : {8, 16}) {
     const int32_t M = depth == 16 ? 32768 : 255;
     for (int mode : {GLUE_PARIETAL, GLUE_TEMPORAL, GLUE_OCCIPITAL, GLUE_LIMBIC}) {
@@ -157,7 +157,7 @@ TEST(GlueRows, RowFormsMatchOnAGridOfColoursUnderHeldTops) {
         for (int32_t b = 0; b <= 255; b += 15) bases.insert(bases.end(), {scaled(r), scaled(g), scaled(b)});
     const int32_t count = int32_t(bases.size() / 3);
     const int32_t tops[][3] = {{0, 0, 0}, {255, 255, 255}, {128, 128, 128}, {255, 0, 0}, {40, 200, 90}};
-    for (GlueLanes lanes : WIDTHS)
+    for (SimdLevel lanes : WIDTHS)
       for (int mode = 2; mode <= GLUE_MODE_COUNT; ++mode) {
         const GlueRowFunction row = glueRowFunctionAt(lanes, mode, depth);
         for (const auto& top : tops) {
@@ -195,7 +195,7 @@ TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
                    GLUE_POSTERIOR}) {
     std::vector<int32_t> expected = tops;
     for (int32_t i = 0; i < count; ++i) glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], runTables());
-    for (GlueLanes lanes : {GLUE_LANES_AVX2, GLUE_LANES_AVX512}) {
+    for (SimdLevel lanes : {SIMD_AVX2, SIMD_AVX512}) {
       std::vector<int32_t> got = tops;
       glueRowFunctionAt(lanes, mode, 8)(got.data(), bases.data(), count, runTables());
       ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode;
@@ -206,14 +206,14 @@ TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
 // The scalar width is the per-pixel code along the row; a forced width
 // holds until the next is forced.
 TEST(GlueRows, ForcedWidthChoosesTheRowForms) {
-  const GlueLanes before = activeGlueLanes();
-  forceGlueLanes(GLUE_LANES_SCALAR);
+  const SimdLevel before = activeGlueLanes();
+  forceGlueLanes(SIMD_SCALAR);
   EXPECT_EQ(glueRowFunction(GLUE_FRONTAL, 8), gluePixelRowFunction(GLUE_FRONTAL, 8));
-  forceGlueLanes(GLUE_LANES_SSE2);
-  EXPECT_EQ(activeGlueLanes(), GLUE_LANES_SSE2);
+  forceGlueLanes(SIMD_SSE2);
+  EXPECT_EQ(activeGlueLanes(), SIMD_SSE2);
   EXPECT_EQ(glueRowFunction(GLUE_FRONTAL, 8), glueRowFunctionSse2(GLUE_FRONTAL, 8));
-  forceGlueLanes(GLUE_LANES_AVX512);
-  EXPECT_EQ(activeGlueLanes(), widestGlueLanes());
+  forceGlueLanes(SIMD_AVX512);
+  EXPECT_EQ(activeGlueLanes(), widestSimdLevel());
   forceGlueLanes(before);
   EXPECT_EQ(glueRowFunction(1, 8), nullptr);
 }

@@ -287,7 +287,7 @@ TEST(RenderWidths, ColourGlueModesEqualThePerPixelGlueAtEveryWidth) {
     bool masked;
   };
   const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
-  const GlueLanes before = activeGlueLanes();
+  const SimdLevel before = activeGlueLanes();
   const int32_t width = 37;  // 2 x 16 + 5, 4 x 8 + 5, 9 x 4 + 1
   for (const Kind& kind : kinds) {
     HostImage image = picture(width, 5, kind.colourPlanes, kind.alpha, kind.depth);
@@ -295,10 +295,10 @@ TEST(RenderWidths, ColourGlueModesEqualThePerPixelGlueAtEveryWidth) {
     for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = static_cast<uint8_t>(i * 53);
     const HostMask* selection = kind.masked ? &mask : nullptr;
     for (int32_t glue : {15, 16, 22, 23, 53, 54, 55, 56, 57, 58, 59, 60, 61}) {
-      forceGlueLanes(GLUE_LANES_SCALAR);
+      forceGlueLanes(SIMD_SCALAR);
       forceRenderThreads(1);
       const std::vector<uint8_t> expected = renderBytes(image, selection, 1, glue);
-      for (GlueLanes lanes : {GLUE_LANES_SSE2, GLUE_LANES_AVX2, GLUE_LANES_AVX512})
+      for (SimdLevel lanes : {SIMD_SSE2, SIMD_AVX2, SIMD_AVX512})
         for (int32_t threads : {1, 3}) {
           forceGlueLanes(lanes);
           forceRenderThreads(threads);
