@@ -2,11 +2,11 @@
 // level, lowered to what the CPU offers.
 #pragma once
 
-#include "engine/field_kernels.h"
+#include "numeric/simd_level.h"
 
 template <typename Function>
 Function functionForLevel(SimdLevel level, Function scalar, Function sse2, Function avx2, Function avx512) {
-  switch (fieldKernelsFor(level).level) {
+  switch (simdLevelLowered(level)) {
     case SIMD_AVX512: return avx512;
     case SIMD_AVX2: return avx2;
     case SIMD_SSE2: return sse2;
