@@ -11,8 +11,20 @@
 #include "engine/stroke_kernels.h"
 #include "engine/stroke_rows.h"
 #include "engine/styles.h"
+#include "engine/width_choice.h"
 #include "image/rect.h"
+#include "numeric/arctangent_rows.h"
 #include "numeric/portable_math.h"
+
+namespace {
+
+// The directions of a row one pair at a time: the reference the wider
+// builds give the bits of.
+void arcTangent2RowScalar(const double* y, const double* x, double* angle, int32_t count) {
+  for (int32_t j = 0; j < count; ++j) angle[j] = numeric::arcTangent2(y[j], x[j]);
+}
+
+}  // namespace
 
 void renderScribble(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   (void)tile;
@@ -35,6 +47,9 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   const int32_t width = columns + 2;
   const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
   const StrokeKernels kernels = strokeKernelsFor(activeFieldKernels().level);
+  const auto directionsOfRow =
+      functionForLevel(activeFieldKernels().level, arcTangent2RowScalar, numeric::arcTangent2RowSse2,
+                       numeric::arcTangent2RowAvx2, numeric::arcTangent2RowAvx512);
 
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* strokeBand) {
     // What a cell needs of each field sample it can touch, for the band's
@@ -51,7 +66,7 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       const double* gy = GY ? GY + static_cast<size_t>(i) * side : nullptr;
       // The directions of the row first, then the turn.
       if (gx && gy)
-        for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent2(gy[j], gx[j]);
+        directionsOfRow(gy + 1, gx + 1, directions.data() + 1, width - 1);
       else if (gy)
         for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gy[j] / s);
       else if (gx)
