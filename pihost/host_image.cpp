@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 void hostImageAllocate(HostImage* image, int32_t width, int32_t height, int32_t colorPlanes, bool hasAlpha,
                        int32_t depth, uint16_t value) {
   image->width = width;
@@ -15,6 +19,52 @@ void hostImageAllocate(HostImage* image, int32_t width, int32_t height, int32_t 
   const size_t count = hostSampleCount(*image);
   if (depth == 16) image->words.assign(count, hostSampleToFile16(value));
   else image->bytes.assign(count, uint8_t(value > 255 ? 255 : value));
+}
+
+namespace {
+
+// Below this a picture's pages are few enough not to matter.
+constexpr size_t kLargePageWorthBytes = size_t(8) << 20;
+
+// A fresh array of `count` samples from `first`. The memory is advised for
+// large pages before anything touches it, since the advice only shapes pages
+// not yet made.
+template <typename Sample>
+std::vector<Sample> largePageArray(const Sample* first, size_t count) {
+  std::vector<Sample> fresh;
+  fresh.reserve(count);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  const size_t bytes = count * sizeof(Sample);
+  if (bytes >= kLargePageWorthBytes) {
+    constexpr uintptr_t kLargePage = uintptr_t(2) << 20;
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(fresh.data()) + kLargePage - 1) & ~(kLargePage - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(fresh.data()) + bytes) & ~(kLargePage - 1);
+    if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+  }
+#endif
+  fresh.assign(first, first + count);
+  return fresh;
+}
+
+}  // namespace
+
+HostImage hostImageCopy(const HostImage& image) {
+  HostImage copy;
+  copy.width = image.width;
+  copy.height = image.height;
+  copy.colorPlanes = image.colorPlanes;
+  copy.hasAlpha = image.hasAlpha;
+  copy.depth = image.depth;
+  copy.bytes = largePageArray(image.bytes.data(), image.bytes.size());
+  copy.words = largePageArray(image.words.data(), image.words.size());
+  copy.iccProfile = image.iccProfile;
+  return copy;
+}
+
+void hostImageToLargePages(HostImage* image) {
+  if (hostImageBytes(*image) < kLargePageWorthBytes) return;
+  if (!image->bytes.empty()) image->bytes = largePageArray(image->bytes.data(), image->bytes.size());
+  if (!image->words.empty()) image->words = largePageArray(image->words.data(), image->words.size());
 }
 
 bool hostImagesEqual(const HostImage& a, const HostImage& b) {
@@ -176,6 +226,35 @@ OSErr cutMaskRect(const HostMask& mask, const CutRequest& request, HostBuffer* b
     }
   }
   return noErr;
+}
+
+namespace {
+
+// Whether a request reads whole pixels of a width x height picture one for
+// one, inside it and within the buffer limit.
+bool lendableRect(const CutRequest& request, int32_t width, int32_t height, int32_t samplesPerPixel) {
+  const Rect& r = request.rect;
+  if (rectEmpty(r) || request.rate != 0x10000 || request.rowPaddingBytes != 0) return false;
+  if (r.left < 0 || r.top < 0 || r.right > width || r.bottom > height) return false;
+  return int64_t(rectWidth(r)) * samplesPerPixel * rectHeight(r) <= kMaxHostBufferBytes;
+}
+
+}  // namespace
+
+bool lendImageRows(HostImage* image, const CutRequest& request, LentRows* rows) {
+  const int32_t planes = imagePlanes(*image);
+  if (image->depth != 8 || request.loPlane != 0 || request.hiPlane != planes - 1) return false;
+  if (!lendableRect(request, image->width, image->height, planes)) return false;
+  rows->first = &image->bytes[hostSampleIndex(*image, request.rect.left, request.rect.top, 0)];
+  rows->rowBytes = image->width * planes;
+  return true;
+}
+
+bool lendMaskRows(HostMask* mask, const CutRequest& request, LentRows* rows) {
+  if (!lendableRect(request, mask->width, mask->height, 1)) return false;
+  rows->first = &mask->values[size_t(request.rect.top) * size_t(mask->width) + size_t(request.rect.left)];
+  rows->rowBytes = mask->width;
+  return true;
 }
 
 void commitImageRect(HostImage* image, const HostBuffer& buffer, const Rect& rect, int32_t loPlane,

@@ -32,6 +32,14 @@ struct HostImage {
   std::vector<uint8_t> iccProfile;  // the embedded colour profile, empty when none
 };
 
+// A copy of the picture whose large sample arrays sit in memory the system
+// may back with large pages (where it offers them on request): a filter
+// reads and writes the picture in tiles of rows far apart, which otherwise
+// costs a page-table walk for nearly every row. The samples are the same.
+HostImage hostImageCopy(const HostImage& image);
+// Moves the picture's own samples there too.
+void hostImageToLargePages(HostImage* image);
+
 inline int32_t imagePlanes(const HostImage& image) { return image.colorPlanes + (image.hasAlpha ? 1 : 0); }
 inline int32_t imageMaxValue(const HostImage& image) { return image.depth == 16 ? 32768 : 255; }
 
@@ -137,6 +145,22 @@ constexpr int64_t kMaxHostBufferBytes = int64_t(1) << 30;
 OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer* buffer);
 // The same for the 8-bit selection mask (one plane).
 OSErr cutMaskRect(const HostMask& mask, const CutRequest& request, HostBuffer* buffer);
+
+// Rows a host can lend the plug-in straight from its own picture, as a real
+// host hands out its tiles: the first byte of the rectangle and the stride
+// between its rows.
+struct LentRows {
+  uint8_t* first = nullptr;
+  int32_t rowBytes = 0;
+};
+
+// Lends the request's rows when they need no conversion and no copy: 8-bit
+// samples, all the picture's planes, rate 1, no extra row bytes, the whole
+// rectangle inside the picture and within the buffer limit. False otherwise;
+// the request is then cut as usual (and refused there if it must be).
+bool lendImageRows(HostImage* image, const CutRequest& request, LentRows* rows);
+// The same for the selection mask.
+bool lendMaskRows(HostMask* mask, const CutRequest& request, LentRows* rows);
 
 // Copies an output buffer for `rect` and planes lo..hi back into the picture,
 // skipping every pixel outside `clip` or outside the picture. A 16-bit

@@ -66,7 +66,26 @@ void announceRows(HostSession* s) {
   s->rowsHook(s->rowsHookContext, top, bottom, rectEmpty(r.outRect) ? -1 : r.outRect.top);
 }
 
-// Cuts the rectangles the record asks for into fresh buffers.
+// What advanceState hands out for one rectangle: a buffer of the host's, or
+// rows lent from the picture itself.
+struct Served {
+  uint8_t* data = nullptr;
+  int32_t rowBytes = 0;
+  int32_t samplesPerPixel = 0;
+};
+
+Served servedBuffer(HostBuffer* buffer) {
+  if (buffer->bytes.empty()) return Served{};
+  return Served{buffer->bytes.data(), buffer->rowBytes, buffer->samplesPerPixel};
+}
+
+bool insideRect(const Rect& inner, const Rect& outer) {
+  return inner.top >= outer.top && inner.left >= outer.left && inner.bottom <= outer.bottom &&
+         inner.right <= outer.right;
+}
+
+// Serves the record's rectangles, from the picture's own rows where the
+// session may lend them, else cut into the host's buffers.
 OSErr fillBuffers(HostSession* s) {
   FilterRecord& r = s->record;
   commitPendingOutput(s);
@@ -81,6 +100,7 @@ OSErr fillBuffers(HostSession* s) {
   const bool sampling = r.samplingSupport != 0;
   const int32_t bytesPerSample = s->source.depth == 16 ? 2 : 1;
   const int32_t rowPadding = s->options.rowPaddingBytes + hostProfileAt(s->options.hostProfile).rowPaddingBytes;
+  LentRows lent;
 
   CutRequest in;
   in.rect = r.inRect;
@@ -89,8 +109,14 @@ OSErr fillBuffers(HostSession* s) {
   in.rate = sampling ? r.inputRate : 0x10000;
   in.padding = r.inputPadding;
   in.rowPaddingBytes = rowPadding;
-  OSErr err = cutImageRect(s->source, in, &s->inBuffer);
-  if (err != noErr) return err;
+  Served input;
+  if (s->lendPictureRows && lendImageRows(&s->source, in, &lent)) {
+    input = Served{lent.first, lent.rowBytes, in.hiPlane - in.loPlane + 1};
+  } else {
+    const OSErr err = cutImageRect(s->source, in, &s->inBuffer);
+    if (err != noErr) return err;
+    input = servedBuffer(&s->inBuffer);
+  }
 
   CutRequest out;
   out.rect = r.outRect;
@@ -98,37 +124,54 @@ OSErr fillBuffers(HostSession* s) {
   out.hiPlane = r.outHiPlane;
   out.padding = r.outputPadding;
   out.rowPaddingBytes = rowPadding;
-  err = cutImageRect(s->filtered, out, &s->outBuffer);
-  if (err != noErr) return err;
+  // Output written into the picture itself is committed as it is written,
+  // so only a rectangle that a commit would take whole can be lent.
+  Served output;
+  const bool lendOutput = s->lendPictureRows && s->commitOutput && insideRect(out.rect, r.filterRect);
+  if (lendOutput && lendImageRows(&s->filtered, out, &lent)) {
+    output = Served{lent.first, lent.rowBytes, out.hiPlane - out.loPlane + 1};
+  } else {
+    const OSErr err = cutImageRect(s->filtered, out, &s->outBuffer);
+    if (err != noErr) return err;
+    output = servedBuffer(&s->outBuffer);
+    if (output.data) {
+      s->outputPending = true;
+      s->pendingOutRect = r.outRect;
+      s->pendingOutLoPlane = r.outLoPlane;
+      s->pendingOutHiPlane = r.outHiPlane;
+    }
+  }
 
+  Served maskRows;
   if (s->haveMask && r.haveMask) {
     CutRequest m;
     m.rect = r.maskRect;
     m.rate = sampling ? r.maskRate : 0x10000;
     m.padding = r.maskPadding;
-    err = cutMaskRect(s->mask, m, &s->maskBuffer);
-    if (err != noErr) return err;
+    if (s->lendPictureRows && lendMaskRows(&s->mask, m, &lent)) {
+      maskRows = Served{lent.first, lent.rowBytes, 1};
+    } else {
+      const OSErr err = cutMaskRect(s->mask, m, &s->maskBuffer);
+      if (err != noErr) return err;
+      maskRows = servedBuffer(&s->maskBuffer);
+    }
   }
 
-  if (!s->inBuffer.bytes.empty()) {
-    r.inData = s->inBuffer.bytes.data();
-    r.inRowBytes = s->inBuffer.rowBytes;
-    r.inColumnBytes = s->inBuffer.samplesPerPixel * bytesPerSample;
+  if (input.data) {
+    r.inData = input.data;
+    r.inRowBytes = input.rowBytes;
+    r.inColumnBytes = input.samplesPerPixel * bytesPerSample;
     r.inPlaneBytes = bytesPerSample;
   }
-  if (!s->outBuffer.bytes.empty()) {
-    r.outData = s->outBuffer.bytes.data();
-    r.outRowBytes = s->outBuffer.rowBytes;
-    r.outColumnBytes = s->outBuffer.samplesPerPixel * bytesPerSample;
+  if (output.data) {
+    r.outData = output.data;
+    r.outRowBytes = output.rowBytes;
+    r.outColumnBytes = output.samplesPerPixel * bytesPerSample;
     r.outPlaneBytes = bytesPerSample;
-    s->outputPending = true;
-    s->pendingOutRect = r.outRect;
-    s->pendingOutLoPlane = r.outLoPlane;
-    s->pendingOutHiPlane = r.outHiPlane;
   }
-  if (!s->maskBuffer.bytes.empty()) {
-    r.maskData = s->maskBuffer.bytes.data();
-    r.maskRowBytes = s->maskBuffer.rowBytes;
+  if (maskRows.data) {
+    r.maskData = maskRows.data;
+    r.maskRowBytes = maskRows.rowBytes;
   }
   return noErr;
 }
@@ -181,7 +224,8 @@ bool hostSessionSetup(HostSession* s, const HostOptions& options, HostImage pict
                       std::string* error) {
   s->options = options;
   s->source = std::move(picture);
-  s->filtered = s->source;
+  hostImageToLargePages(&s->source);
+  s->filtered = hostImageCopy(s->source);
   const HostImage& source = s->source;
   s->haveMask = mask != nullptr;
   if (mask) {

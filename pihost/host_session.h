@@ -18,6 +18,18 @@
 #include "pihost/host_options.h"
 #include "pihost/host_services.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kHostAddressChecks = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer)
+constexpr bool kHostAddressChecks = true;
+#else
+constexpr bool kHostAddressChecks = false;
+#endif
+#else
+constexpr bool kHostAddressChecks = false;
+#endif
+
 struct HostSession {
   HostSession() = default;
   // The record points into the session: it never moves.
@@ -45,6 +57,12 @@ struct HostSession {
   Rect pendingOutRect{};
   int32_t pendingOutLoPlane = 0, pendingOutHiPlane = 0;
   bool commitOutput = true;  // false for renders whose output is not the picture (preview)
+
+  // Whether advanceState may hand out rows of `source`, `filtered` and the
+  // mask themselves where no conversion is needed, instead of copies. Off in
+  // builds with address checks, where separate buffers catch a plug-in
+  // reading or writing past its rectangle.
+  bool lendPictureRows = !kHostAddressChecks;
 
   intptr_t data = 0;
   int16_t result = 0;

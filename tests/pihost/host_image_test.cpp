@@ -172,6 +172,57 @@ TEST(CommitImageRect, WritesOnlyInsideTheClip) {
     }
 }
 
+TEST(LendImageRows, OnlyRowsThePluginCanTakeAsTheyStand) {
+  HostImage image = numberedPicture(6, 5, 3, true);
+  CutRequest r = request(1, 2, 4, 5, plugInDoesNotWantPadding, 3);
+  LentRows rows;
+  ASSERT_TRUE(lendImageRows(&image, r, &rows));
+  EXPECT_EQ(rows.rowBytes, 6 * 4);
+  EXPECT_EQ(rows.first[0], 10 + 2);                      // pixel (2, 1), plane 0
+  EXPECT_EQ(rows.first[2 * rows.rowBytes + 4 + 3], 255);  // pixel (3, 3), alpha: 300 stored as 255
+  EXPECT_EQ(rows.first[2 * rows.rowBytes + 4 + 1], 100 + 30 + 3);
+
+  // Anything that needs a conversion, a copy or padding is cut instead.
+  CutRequest planes = r;
+  planes.hiPlane = 2;
+  CutRequest sampled = r;
+  sampled.rate = 2 << 16;
+  CutRequest padded = r;
+  padded.rowPaddingBytes = 4;
+  const CutRequest outside[] = {request(-1, 0, 2, 2, plugInWantsEdgeReplication, 3),
+                                request(0, 0, 2, 7, plugInDoesNotWantPadding, 3),
+                                request(3, 0, 6, 2, plugInDoesNotWantPadding, 3),
+                                request(2, 2, 2, 4, plugInDoesNotWantPadding, 3)};
+  for (const CutRequest& refused : {planes, sampled, padded, outside[0], outside[1], outside[2], outside[3]})
+    EXPECT_FALSE(lendImageRows(&image, refused, &rows));
+  HostImage deep = numberedPicture(6, 5, 3, true, 16);
+  EXPECT_FALSE(lendImageRows(&deep, r, &rows));
+
+  HostMask mask{4, 3, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}};
+  ASSERT_TRUE(lendMaskRows(&mask, request(1, 1, 3, 4, plugInDoesNotWantPadding, 0), &rows));
+  EXPECT_EQ(rows.rowBytes, 4);
+  EXPECT_EQ(rows.first[0], 5);
+  EXPECT_EQ(rows.first[rows.rowBytes + 2], 11);
+  EXPECT_FALSE(lendMaskRows(&mask, request(1, 1, 4, 4, plugInWantsEdgeReplication, 0), &rows));
+}
+
+// Pictures past the size where the samples move to large pages.
+TEST(HostImageCopy, LargePicturesKeepEverySample) {
+  for (int32_t depth : {8, 16}) {
+    HostImage image;
+    hostImageAllocate(&image, 1601, 1300, 3, true, depth, 0);
+    for (size_t i = 0; i < image.bytes.size(); ++i) image.bytes[i] = uint8_t(i * 7 + i / 4099);
+    for (size_t i = 0; i < image.words.size(); ++i) image.words[i] = uint16_t(i * 40503u + i / 65521);
+    image.iccProfile = {1, 2, 3};
+    const HostImage copy = hostImageCopy(image);
+    EXPECT_TRUE(hostImagesEqual(copy, image)) << depth;
+    EXPECT_EQ(copy.iccProfile, image.iccProfile);
+    HostImage moved = image;
+    hostImageToLargePages(&moved);
+    EXPECT_TRUE(hostImagesEqual(moved, image)) << depth;
+  }
+}
+
 TEST(BlendByMask, LaysTheFilteredPictureInByTheMask) {
   HostImage original, filtered, result;
   hostImageAllocate(&original, 4, 1, 1, true, 8, 10);

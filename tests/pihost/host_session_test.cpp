@@ -4,6 +4,7 @@
 // go into them as copies (unary plus).
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 
 #include "pihost/host_session.h"
@@ -204,6 +205,82 @@ TEST(HostSession, CancelStopsTheRunAndSkipsFinish) {
   EXPECT_EQ(run.result, userCanceledErr);
   EXPECT_EQ(fakePluginLog()->tiles, 2);
   EXPECT_EQ(fakePluginLog()->selectorCalls[filterSelectorFinish], 0);
+}
+
+// Rows lent from the picture and rows cut into the host's buffers give the
+// same picture, for every kind of picture, with a selection and a mask.
+TEST(HostSession, LentRowsGiveTheBytesOfCopiedOnes) {
+  struct Kind {
+    int32_t colorPlanes;
+    bool alpha;
+    int32_t depth;
+  };
+  const Kind kinds[] = {{1, false, 8}, {3, false, 8}, {3, true, 8}, {1, true, 16}, {3, false, 16}};
+  for (const Kind& kind : kinds) {
+    const HostImage image = gradient(75, 41, kind.colorPlanes, kind.alpha, kind.depth);
+    HostMask mask{75, 41, std::vector<uint8_t>(75 * 41)};
+    for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = uint8_t(i * 29);
+    HostOptions options;
+    options.haveSelection = true;
+    options.selectionLeft = 3;
+    options.selectionTop = 1;
+    options.selectionRight = 70;
+    options.selectionBottom = 41;
+    for (const HostMask* m : {static_cast<const HostMask*>(nullptr), static_cast<const HostMask*>(&mask)}) {
+      SessionRun lent, copied;
+      runWith(&lent, options, image, m);
+      copied.session->lendPictureRows = false;
+      runWith(&copied, options, image, m);
+      ASSERT_EQ(lent.result, 0);
+      ASSERT_EQ(copied.result, 0);
+      EXPECT_TRUE(hostImagesEqual(lent.output, copied.output))
+          << kind.colorPlanes << " planes, alpha " << kind.alpha << ", depth " << kind.depth << ", mask " << (m != nullptr);
+    }
+  }
+}
+
+// A plug-in that writes white over the whole picture's outRect, however
+// small the filter rectangle.
+void PI_CALL wholePicturePlugin(int16_t selector, FilterRecord* r, intptr_t*, int16_t* result) {
+  if (selector != filterSelectorStart) return;
+  r->inRect = Rect{0, 0, 0, 0};
+  r->outRect = Rect{0, 0, r->imageSize.v, r->imageSize.h};
+  r->outLoPlane = 0;
+  r->outHiPlane = int16_t(r->planes - 1);
+  *result = r->advanceState();
+  if (*result != 0) return;
+  for (int32_t y = 0; y < r->imageSize.v; ++y)
+    std::memset(static_cast<uint8_t*>(r->outData) + int64_t(y) * r->outRowBytes, 255, size_t(r->imageSize.h) * size_t(r->planes));
+  r->outRect = Rect{0, 0, 0, 0};
+}
+
+// Output reaches the picture only inside the filter rectangle, and not at
+// all for a render whose output is not the picture: such rectangles are
+// never lent.
+TEST(HostSession, OutputOutsideTheFilterRectangleNeverLands) {
+  const HostImage image = gradient(20, 12, 3, false, 8);
+  HostOptions options;
+  options.haveSelection = true;
+  options.selectionLeft = 4;
+  options.selectionTop = 2;
+  options.selectionRight = 10;
+  options.selectionBottom = 7;
+  SessionRun run;
+  runWith(&run, options, image, nullptr, wholePicturePlugin);
+  ASSERT_EQ(run.result, 0);
+  for (int32_t y = 0; y < 12; ++y)
+    for (int32_t x = 0; x < 20; ++x) {
+      const bool inside = y >= 2 && y < 7 && x >= 4 && x < 10;
+      ASSERT_EQ(hostPixel(run.output, x, y)[1], inside ? 255 : hostPixel(image, x, y)[1]) << x << "," << y;
+    }
+
+  SessionRun preview;
+  fakePluginReset();
+  std::string error;
+  ASSERT_TRUE(hostSessionSetup(preview.session.get(), HostOptions{}, image, nullptr, &error)) << error;
+  preview.session->commitOutput = false;
+  EXPECT_EQ(hostSessionRun(preview.session.get(), wholePicturePlugin), 0);
+  EXPECT_TRUE(hostImagesEqual(preview.session->filtered, image));
 }
 
 // A plug-in that asks for the same rectangle at every Continue, forever.
