@@ -69,7 +69,18 @@ void shadeRowRange(const ShadeJob& job, int32_t begin, int32_t end) {
   int32_t* edges = job.scratch.edgeRows + static_cast<size_t>(slot) * job.scratch.edgeStride;
   if (begin < 0) begin = 0;
   if (end > loop.rows) end = loop.rows;
-  for (int32_t row = begin; row < end; ++row) job.task(job.context, loop, row, edges);
+  // The output rows are the host's and far apart: the lines of the next row
+  // are asked for, to be written, while this one is shaded.
+  const intptr_t sampleBytes = loop.eightBit ? 1 : 2;
+  const intptr_t rowBytes = loop.outRowStep * sampleBytes;
+  const intptr_t usedBytes = static_cast<intptr_t>(loop.columns) * loop.outColumnStep * sampleBytes;
+  for (int32_t row = begin; row < end; ++row) {
+    if (loop.out != nullptr && row + 1 < end) {
+      const uint8_t* next = loop.out + (row + 1) * rowBytes;
+      for (intptr_t at = 0; at < usedBytes; at += 64) __builtin_prefetch(next + at, 1);
+    }
+    job.task(job.context, loop, row, edges);
+  }
 }
 
 void shadeBand(void* context, int32_t band) {

@@ -116,11 +116,28 @@ void readTile(FilterSession* session, PixelMap* map, const Rect& padded) {
     int32_t columnOffset, rowOffset, rows;
   } job{map, session, columnOffset, rowOffset, rows};
   constexpr int32_t ROWS_PER_PART = 32;
+  // The host's rows lie far apart, each a fresh stream the caches do not
+  // foresee: the lines of a row a few ahead are asked for while this one is
+  // converted.
+  constexpr int32_t ROWS_AHEAD = 3;
   auto readRows = [](void* context, int32_t part) {
     const RowsJob& j = *static_cast<const RowsJob*>(context);
+    const FilterRecord* record = j.session->filterRecord;
+    const auto* first = static_cast<const uint8_t*>(record->inData);
+    const int32_t rowBytes = record->inRowBytes;
+    const int32_t sampleBytes = isEightBitImage(record) ? 1 : 2;
+    const int32_t usedBytes = rectWidth(record->inRect) * (record->inHiPlane - record->inLoPlane + 1) * sampleBytes;
+    const int32_t begin = part * ROWS_PER_PART;
     const int32_t end = (part + 1) * ROWS_PER_PART < j.rows ? (part + 1) * ROWS_PER_PART : j.rows;
-    for (int32_t row = part * ROWS_PER_PART; row < end; ++row)
+    auto fetch = [&](int32_t row) {
+      const uint8_t* s = first + static_cast<intptr_t>(row) * rowBytes;
+      for (int32_t at = 0; at < usedBytes; at += 64) __builtin_prefetch(s + at);
+    };
+    for (int32_t row = begin; row < begin + ROWS_AHEAD && row < end; ++row) fetch(row);
+    for (int32_t row = begin; row < end; ++row) {
+      if (row + ROWS_AHEAD < end) fetch(row + ROWS_AHEAD);
       readHostRow(j.map, row, j.session, j.columnOffset, j.rowOffset);
+    }
   };
   platformRunParts(readRows, &job, (rows + ROWS_PER_PART - 1) / ROWS_PER_PART, renderThreads());
 
