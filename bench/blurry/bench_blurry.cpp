@@ -2,7 +2,8 @@
 // substitute host's library plays Prepare, Start and Finish against
 // PluginMain on an 8-bit RGB 4096 x 4096 picture. The host's reading of the
 // picture and its copy of the result are outside the timed loop as far as the
-// protocol lets them be (the per-tile cuts at advanceState are inside it).
+// protocol lets them be (advanceState, which lends the picture's rows to the
+// plug-in for this picture, is inside it).
 #include <benchmark/benchmark.h>
 
 #include <sys/resource.h>
