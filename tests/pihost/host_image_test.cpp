@@ -74,6 +74,35 @@ TEST(CutImageRect, SixteenBitSamplesAndRowPadding) {
   EXPECT_EQ(sampleAt(b, 3, 2, 0), 23u);
 }
 
+// All 65536 stored words, through the whole-pixel rows and through rows
+// of a plane subset: cut to the host scale as the accessors give them, and
+// committed back as setHostSample would store them.
+TEST(CutImageRect, EverySixteenBitWordConvertsBothWays) {
+  for (const bool alpha : {false, true}) {
+    HostImage image;
+    hostImageAllocate(&image, 256, 256, 1, alpha, 16, 0);
+    for (size_t i = 0; i < image.words.size(); ++i) image.words[i] = uint16_t(alpha ? i / 2 + (i % 2) * 7 : i);
+    const HostImage before = image;
+    CutRequest r = request(0, 0, 256, 256, plugInDoesNotWantPadding, 0);  // grey only: a subset when alpha
+    HostBuffer b;
+    ASSERT_EQ(cutImageRect(image, r, &b), noErr);
+    for (int32_t y = 0; y < 256; ++y)
+      for (int32_t x = 0; x < 256; ++x) ASSERT_EQ(sampleAt(b, x, y, 0), hostSample(image, x, y, 0)) << x << "," << y;
+
+    commitImageRect(&image, b, r.rect, 0, 0, r.rect);
+    EXPECT_TRUE(hostImagesEqual(image, before)) << alpha;  // unchanged samples keep their words
+    HostImage expected = before;
+    for (int32_t y = 0; y < 256; ++y)
+      for (int32_t x = 0; x < 256; ++x) {
+        const uint16_t value = uint16_t((y * 256 + x) * 13 % 40000);  // past white too
+        std::memcpy(&b.bytes[size_t(y) * size_t(b.rowBytes) + size_t(x) * 2], &value, 2);
+        setHostSample(&expected, x, y, 0, value);
+      }
+    commitImageRect(&image, b, r.rect, 0, 0, r.rect);
+    EXPECT_TRUE(hostImagesEqual(image, expected)) << alpha;
+  }
+}
+
 TEST(CutImageRect, PaddingOutsideThePicture) {
   const HostImage image = numberedPicture(4, 3, 1, false);
   HostBuffer b;
