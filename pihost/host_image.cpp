@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/threads.h"
+
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -130,6 +132,33 @@ uint16_t paddingValue(int16_t padding, int32_t depth) {
   return depth == 16 ? uint16_t((uint32_t(padding) * 32768u + 127u) / 255u) : uint16_t(padding);
 }
 
+int32_t copyThreads = 0;  // 0: the cores
+
+// Calls rows(begin, end) over rows [0, count) in parts of about 128 KB on
+// the host's threads; a small job stays on the calling thread. Rows are
+// independent, so the parts may run in any order.
+template <typename Rows>
+void forRowParts(int32_t count, size_t bytesPerRow, const Rows& rows) {
+  constexpr size_t kPartBytes = size_t(128) << 10;
+  const int32_t perPart = int32_t(std::max<size_t>(1, kPartBytes / std::max<size_t>(bytesPerRow, 1)));
+  const int32_t parts = count / perPart + (count % perPart != 0 ? 1 : 0);
+  const int32_t threads = hostCopyThreads();
+  if (parts <= 1 || threads <= 1) {
+    rows(0, count);
+    return;
+  }
+  struct Job {
+    const Rows* rows;
+    int32_t count, perPart;
+  } job{&rows, count, perPart};
+  auto part = [](void* context, int32_t index) {
+    const Job& j = *static_cast<const Job*>(context);
+    const int32_t begin = index * j.perPart;
+    (*j.rows)(begin, std::min(begin + j.perPart, j.count));
+  };
+  platformRunParts(part, &job, parts, threads);
+}
+
 // Copies `count` pixels of `samplesPerPixel` samples, `stride` samples apart
 // in the picture, into an interleaved buffer row: bytes as they are, 16-bit
 // words brought to the host scale.
@@ -185,6 +214,10 @@ inline void commitWord(const uint8_t* from, uint16_t* stored) {
 
 }  // namespace
 
+int32_t hostCopyThreads() { return copyThreads > 0 ? copyThreads : platformCoreCount(); }
+
+void setHostCopyThreads(int32_t threads) { copyThreads = threads < 0 ? 0 : std::min(threads, 64); }
+
 void clearHostBuffer(HostBuffer* buffer) {
   buffer->bytes.clear();
   buffer->rowBytes = buffer->width = buffer->height = buffer->samplesPerPixel = 0;
@@ -210,29 +243,31 @@ OSErr cutImageRect(const HostImage& image, const CutRequest& request, HostBuffer
   const uint16_t fill = paddingValue(request.padding, image.depth);
 
   const bool plainColumns = !columns.outside && request.rate == 0x10000;
-  for (int32_t y = 0; y < buffer->height; ++y) {
-    uint8_t* row = buffer->bytes.data() + size_t(y) * size_t(buffer->rowBytes);
-    const int32_t sy = rows.index[size_t(y)];
-    if (plainColumns && sy >= 0) {
-      // The common case: a run of whole pixels straight from one picture row.
-      const size_t first = hostSampleIndex(image, columns.index[0], sy, request.loPlane);
-      if (bytesPerSample == 2) copyRowWords(&image.words[first], planes, samplesPerPixel, buffer->width, row);
-      else copyRowBytes(&image.bytes[first], planes, samplesPerPixel, buffer->width, row);
-      continue;
-    }
-    for (int32_t x = 0; x < buffer->width; ++x) {
-      const int32_t sx = columns.index[size_t(x)];
-      const bool inside = sx >= 0 && sy >= 0;
-      if (!inside && request.padding == plugInDoesNotWantPadding) continue;
-      const size_t first = inside ? hostSampleIndex(image, sx, sy, request.loPlane) : 0;
-      for (int32_t p = 0; p < samplesPerPixel; ++p) {
-        const uint16_t value = inside ? hostSampleAtIndex(image, first + size_t(p)) : fill;
-        const size_t at = size_t(x) * size_t(samplesPerPixel) + size_t(p);
-        if (bytesPerSample == 2) std::memcpy(row + at * 2, &value, 2);
-        else row[at] = uint8_t(value);
+  forRowParts(buffer->height, size_t(buffer->rowBytes), [&](int32_t begin, int32_t end) {
+    for (int32_t y = begin; y < end; ++y) {
+      uint8_t* row = buffer->bytes.data() + size_t(y) * size_t(buffer->rowBytes);
+      const int32_t sy = rows.index[size_t(y)];
+      if (plainColumns && sy >= 0) {
+        // The common case: a run of whole pixels straight from one picture row.
+        const size_t first = hostSampleIndex(image, columns.index[0], sy, request.loPlane);
+        if (bytesPerSample == 2) copyRowWords(&image.words[first], planes, samplesPerPixel, buffer->width, row);
+        else copyRowBytes(&image.bytes[first], planes, samplesPerPixel, buffer->width, row);
+        continue;
+      }
+      for (int32_t x = 0; x < buffer->width; ++x) {
+        const int32_t sx = columns.index[size_t(x)];
+        const bool inside = sx >= 0 && sy >= 0;
+        if (!inside && request.padding == plugInDoesNotWantPadding) continue;
+        const size_t first = inside ? hostSampleIndex(image, sx, sy, request.loPlane) : 0;
+        for (int32_t p = 0; p < samplesPerPixel; ++p) {
+          const uint16_t value = inside ? hostSampleAtIndex(image, first + size_t(p)) : fill;
+          const size_t at = size_t(x) * size_t(samplesPerPixel) + size_t(p);
+          if (bytesPerSample == 2) std::memcpy(row + at * 2, &value, 2);
+          else row[at] = uint8_t(value);
+        }
       }
     }
-  }
+  });
   return noErr;
 }
 
@@ -302,29 +337,31 @@ void commitImageRect(HostImage* image, const HostBuffer& buffer, const Rect& rec
   if (rectEmpty(target)) return;
   const int32_t bytesPerSample = image->depth == 16 ? 2 : 1;
   const int32_t count = target.right - target.left;
-  for (int32_t y = target.top; y < target.bottom; ++y) {
-    const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes) +
-                         size_t(target.left - rect.left) * size_t(samplesPerPixel) * size_t(bytesPerSample);
-    const size_t first = hostSampleIndex(*image, target.left, y, loPlane);
-    if (bytesPerSample == 1) {
-      uint8_t* destination = &image->bytes[first];
-      if (samplesPerPixel == planes) {
-        std::memcpy(destination, row, size_t(count) * size_t(planes));
+  forRowParts(target.bottom - target.top, size_t(buffer.rowBytes), [&](int32_t begin, int32_t end) {
+    for (int32_t y = target.top + begin; y < target.top + end; ++y) {
+      const uint8_t* row = buffer.bytes.data() + size_t(y - rect.top) * size_t(buffer.rowBytes) +
+                           size_t(target.left - rect.left) * size_t(samplesPerPixel) * size_t(bytesPerSample);
+      const size_t first = hostSampleIndex(*image, target.left, y, loPlane);
+      if (bytesPerSample == 1) {
+        uint8_t* destination = &image->bytes[first];
+        if (samplesPerPixel == planes) {
+          std::memcpy(destination, row, size_t(count) * size_t(planes));
+          continue;
+        }
+        for (int32_t x = 0; x < count; ++x, destination += planes, row += samplesPerPixel)
+          std::memcpy(destination, row, size_t(samplesPerPixel));
         continue;
       }
-      for (int32_t x = 0; x < count; ++x, destination += planes, row += samplesPerPixel)
-        std::memcpy(destination, row, size_t(samplesPerPixel));
-      continue;
+      uint16_t* destination = &image->words[first];
+      if (samplesPerPixel == planes) {
+        const size_t samples = size_t(count) * size_t(planes);
+        for (size_t i = 0; i < samples; ++i) commitWord(row + 2 * i, destination + i);
+        continue;
+      }
+      for (int32_t x = 0; x < count; ++x, destination += planes)
+        for (int32_t p = 0; p < samplesPerPixel; ++p, row += 2) commitWord(row, destination + p);
     }
-    uint16_t* destination = &image->words[first];
-    if (samplesPerPixel == planes) {
-      const size_t samples = size_t(count) * size_t(planes);
-      for (size_t i = 0; i < samples; ++i) commitWord(row + 2 * i, destination + i);
-      continue;
-    }
-    for (int32_t x = 0; x < count; ++x, destination += planes)
-      for (int32_t p = 0; p < samplesPerPixel; ++p, row += 2) commitWord(row, destination + p);
-  }
+  });
 }
 
 namespace {
@@ -349,12 +386,15 @@ void blendByMaskInPlace(const HostImage& original, const HostMask* mask, const R
   const Rect area = intersectRect(clip, bounds);
   if (rectEmpty(area)) return;
   const int32_t count = area.right - area.left;
-  for (int32_t y = area.top; y < area.bottom; ++y) {
-    const size_t first = hostSampleIndex(original, area.left, y, 0);
-    const uint8_t* m = &mask->values[size_t(y) * size_t(mask->width) + size_t(area.left)];
-    if (original.depth == 16) blendSamples(&original.words[first], m, planes, count, &filtered->words[first]);
-    else blendSamples(&original.bytes[first], m, planes, count, &filtered->bytes[first]);
-  }
+  const size_t rowBytes = size_t(count) * size_t(planes) * (original.depth == 16 ? 2 : 1);
+  forRowParts(area.bottom - area.top, rowBytes, [&](int32_t begin, int32_t end) {
+    for (int32_t y = area.top + begin; y < area.top + end; ++y) {
+      const size_t first = hostSampleIndex(original, area.left, y, 0);
+      const uint8_t* m = &mask->values[size_t(y) * size_t(mask->width) + size_t(area.left)];
+      if (original.depth == 16) blendSamples(&original.words[first], m, planes, count, &filtered->words[first]);
+      else blendSamples(&original.bytes[first], m, planes, count, &filtered->bytes[first]);
+    }
+  });
 }
 
 void blendByMask(const HostImage& original, const HostImage& filtered, const HostMask* mask, const Rect& clip,

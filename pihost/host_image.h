@@ -132,6 +132,13 @@ struct HostBuffer {
 };
 
 
+// Threads the host spreads the rows of a large cut, commit or blend over:
+// the cores the process may use unless set (0 sets that back). The host's
+// own helpers; the plug-in's callbacks still come from the calling thread.
+// Whoever runs a session stops them at its end (platformStopWorkers).
+int32_t hostCopyThreads();
+void setHostCopyThreads(int32_t threads);
+
 // Empties a buffer but keeps its memory for the next request.
 void clearHostBuffer(HostBuffer* buffer);
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "pihost/host_profiles.h"
+#include "platform/threads.h"
 
 namespace {
 
@@ -384,6 +385,7 @@ int16_t hostSessionRun(HostSession* s, PluginEntryProc entry) {
   s->record.inData = s->record.outData = s->record.maskData = nullptr;
   s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
   activeSession = nullptr;
+  platformStopWorkers();  // the host's copy threads end with the run
   return s->result;
 }
 
@@ -400,16 +402,19 @@ void hostSessionDeactivate(HostSession* s) {
   s->record.inData = s->record.outData = s->record.maskData = nullptr;
   s->inBuffer = s->outBuffer = s->maskBuffer = HostBuffer{};
   activeSession = nullptr;
+  platformStopWorkers();
 }
 
 void hostSessionComposeResult(const HostSession& s, HostImage* result) {
   const HostMask* mask = (s.haveMask && s.record.autoMask) ? &s.mask : nullptr;
   blendByMask(s.source, s.filtered, mask, s.record.filterRect, result);
+  platformStopWorkers();
 }
 
 void hostSessionComposeInPlace(HostSession* s) {
   const HostMask* mask = (s->haveMask && s->record.autoMask) ? &s->mask : nullptr;
   blendByMaskInPlace(s->source, mask, s->record.filterRect, &s->filtered);
+  platformStopWorkers();
 }
 
 int64_t hostSessionLeakedBlocks(const HostSession& s) {

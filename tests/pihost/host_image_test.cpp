@@ -252,6 +252,42 @@ TEST(HostImageCopy, LargePicturesKeepEverySample) {
   }
 }
 
+// Buffers of many parts: the rows split over the host's threads give the
+// one-thread bytes for cuts with padding and sampling, commits and blends.
+TEST(HostCopyThreads, ThePartsGiveTheOneThreadBytes) {
+  for (int32_t depth : {8, 16}) {
+    const HostImage image = numberedPicture(403, 300, 3, true, depth);
+    HostMask mask{403, 300, std::vector<uint8_t>(403 * 300)};
+    for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = uint8_t(i * 31 + i / 403);
+    CutRequest padded = request(-5, -7, 297, 401, plugInWantsEdgeReplication, 3);
+    CutRequest sampled = request(0, 0, 150, 201, plugInDoesNotWantPadding, 2);
+    sampled.rate = 0x20000;
+    CutRequest subset = request(10, 0, 300, 403, 99, 2);
+    subset.loPlane = 1;
+    auto render = [&](int32_t threads) {
+      setHostCopyThreads(threads);
+      std::vector<uint8_t> bytes;
+      HostImage target = image;
+      for (const CutRequest& r : {padded, sampled, subset}) {
+        HostBuffer b;
+        EXPECT_EQ(cutImageRect(image, r, &b), noErr);
+        bytes.insert(bytes.end(), b.bytes.begin(), b.bytes.end());
+        for (size_t i = 0; i < b.bytes.size(); i += 3) b.bytes[i] = uint8_t(b.bytes[i] + 1);
+        if (r.rate == 0x10000) commitImageRect(&target, b, r.rect, r.loPlane, r.hiPlane, Rect{3, 2, 290, 400});
+      }
+      HostImage blended;
+      blendByMask(image, target, &mask, Rect{1, 1, 299, 402}, &blended);
+      bytes.insert(bytes.end(), blended.bytes.begin(), blended.bytes.end());
+      for (uint16_t w : blended.words) bytes.push_back(uint8_t(w)), bytes.push_back(uint8_t(w >> 8));
+      return bytes;
+    };
+    const std::vector<uint8_t> one = render(1);
+    EXPECT_EQ(render(3), one) << depth;
+    EXPECT_EQ(render(2), one) << depth;
+    setHostCopyThreads(0);
+  }
+}
+
 TEST(BlendByMask, LaysTheFilteredPictureInByTheMask) {
   HostImage original, filtered, result;
   hostImageAllocate(&original, 4, 1, 1, true, 8, 10);

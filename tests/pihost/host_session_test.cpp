@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "pihost/host_session.h"
+#include "platform/threads.h"
 #include "tests/pihost/fake_plugin.h"
 
 namespace {
@@ -89,6 +90,15 @@ TEST(HostSession, WithoutAdvanceStateTheHostDrivesContinue) {
   EXPECT_EQ(fakePluginLog()->selectorCalls[filterSelectorContinue], 1);
   EXPECT_EQ(run.session->continueCalls, 1);
   expectInvertedInside(image, run.output, Rect{0, 0, 30, 40});  // grey inverted, alpha kept
+
+  // A buffer of the whole picture, cut and committed over the host's
+  // threads, which end with the run.
+  const HostImage deep = gradient(300, 200, 3, false, 16);
+  SessionRun whole;
+  runWith(&whole, options, deep, nullptr);
+  ASSERT_EQ(whole.result, 0);
+  expectInvertedInside(deep, whole.output, Rect{0, 0, 200, 300});
+  EXPECT_EQ(platformLiveWorkers(), 0);
 }
 
 TEST(HostSession, ATransparentLayerIsFilterCaseFourOrFive) {
