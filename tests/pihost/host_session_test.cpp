@@ -54,15 +54,20 @@ void expectInvertedInside(const HostImage& before, const HostImage& after, const
     }
 }
 
+HostOptions selectionOptions(int32_t left, int32_t top, int32_t right, int32_t bottom) {
+  HostOptions options;
+  options.haveSelection = true;
+  options.selectionLeft = left;
+  options.selectionTop = top;
+  options.selectionRight = right;
+  options.selectionBottom = bottom;
+  return options;
+}
+
 TEST(HostSession, TilesThroughAdvanceStateAndLeavesTheOutsideAlone) {
   for (int32_t depth : {8, 16}) {
     const HostImage image = gradient(70, 45, 3, false, depth);
-    HostOptions options;
-    options.haveSelection = true;
-    options.selectionLeft = 5;
-    options.selectionTop = 3;
-    options.selectionRight = 69;
-    options.selectionBottom = 40;
+    const HostOptions options = selectionOptions(5, 3, 69, 40);
     SessionRun run;
     runWith(&run, options, image, nullptr);
     ASSERT_EQ(run.result, 0);
@@ -230,12 +235,7 @@ TEST(HostSession, LentRowsGiveTheBytesOfCopiedOnes) {
     const HostImage image = gradient(75, 41, kind.colorPlanes, kind.alpha, kind.depth);
     HostMask mask{75, 41, std::vector<uint8_t>(75 * 41)};
     for (size_t i = 0; i < mask.values.size(); ++i) mask.values[i] = uint8_t(i * 29);
-    HostOptions options;
-    options.haveSelection = true;
-    options.selectionLeft = 3;
-    options.selectionTop = 1;
-    options.selectionRight = 70;
-    options.selectionBottom = 41;
+    const HostOptions options = selectionOptions(3, 1, 70, 41);
     for (const HostMask* m : {static_cast<const HostMask*>(nullptr), static_cast<const HostMask*>(&mask)}) {
       SessionRun lent, copied;
       runWith(&lent, options, image, m);
@@ -269,12 +269,7 @@ void PI_CALL wholePicturePlugin(int16_t selector, FilterRecord* r, intptr_t*, in
 // never lent.
 TEST(HostSession, OutputOutsideTheFilterRectangleNeverLands) {
   const HostImage image = gradient(20, 12, 3, false, 8);
-  HostOptions options;
-  options.haveSelection = true;
-  options.selectionLeft = 4;
-  options.selectionTop = 2;
-  options.selectionRight = 10;
-  options.selectionBottom = 7;
+  const HostOptions options = selectionOptions(4, 2, 10, 7);
   SessionRun run;
   runWith(&run, options, image, nullptr, wholePicturePlugin);
   ASSERT_EQ(run.result, 0);
