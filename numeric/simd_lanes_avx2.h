@@ -7,6 +7,12 @@
 
 #include <cstdint>
 
+// GCC's own headers leave a don't-care operand of the masked and gathering
+// forms unset, and then warn about it.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 namespace {
 
 struct DoubleLanesAvx2 {
@@ -16,6 +22,9 @@ struct DoubleLanesAvx2 {
   static constexpr int32_t width = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
+  static void storeTruncated(int32_t* p, V v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v));
+  }
   static V splat(double x) { return _mm256_set1_pd(x); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }

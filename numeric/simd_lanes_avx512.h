@@ -8,6 +8,12 @@
 
 #include <cstdint>
 
+// GCC's own headers leave a don't-care operand of the masked and gathering
+// forms unset, and then warn about it.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 namespace {
 
 struct DoubleLanesAvx512 {
@@ -17,6 +23,9 @@ struct DoubleLanesAvx512 {
   static constexpr int32_t width = 8;
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static void store(double* p, V v) { _mm512_storeu_pd(p, v); }
+  static void storeTruncated(int32_t* p, V v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvttpd_epi32(v));
+  }
   static V splat(double x) { return _mm512_set1_pd(x); }
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
