@@ -3,16 +3,9 @@
 // linkage. The operations are those of numeric/simd_lanes_sse2.h.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
 
-// GCC's own headers leave a don't-care operand of the masked and gathering
-// forms unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
+#include "numeric/simd_wide.h"
 
 namespace {
 

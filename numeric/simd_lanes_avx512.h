@@ -4,16 +4,9 @@
 // those of numeric/simd_lanes_sse2.h; comparisons give bit masks.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
 
-// GCC's own headers leave a don't-care operand of the masked and gathering
-// forms unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
+#include "numeric/simd_wide.h"
 
 namespace {
 

@@ -10,18 +10,22 @@
 constexpr int32_t PROBE_LANES = 16;  // whole vectors at every width
 constexpr int32_t PROBE_SPARE = 16;  // past the lanes: must stay untouched
 
+// The arithmetic both precisions have, lane by lane of a and b.
+template <typename X>
+struct LaneArithmetic {
+  X sum[PROBE_LANES], difference[PROBE_LANES], product[PROBE_LANES], quotient[PROBE_LANES];
+  X root[PROBE_LANES], least[PROBE_LANES], most[PROBE_LANES];  // root of a
+};
+
 struct LaneProbe {
-  // Doubles, lane by lane of a and b.
-  double sum[PROBE_LANES], difference[PROBE_LANES], product[PROBE_LANES], quotient[PROBE_LANES];
-  double root[PROBE_LANES], least[PROBE_LANES], most[PROBE_LANES];
+  LaneArithmetic<double> doubles;
   double atLeastPicked[PROBE_LANES], atMostPicked[PROBE_LANES];  // a where a >= b (a <= b), else b
   bool allAtLeast;                                                // a >= b in every lane
   int32_t truncated[PROBE_LANES + PROBE_SPARE];                   // of t, then untouched spare
   // Floats: a and b narrowed, then their lanes worked as floats.
+  LaneArithmetic<float> floats;
   float narrowA[PROBE_LANES], narrowB[PROBE_LANES];
-  double widened[PROBE_LANES];  // narrowA widened back
-  float floatSum[PROBE_LANES], floatDifference[PROBE_LANES], floatProduct[PROBE_LANES];
-  float floatQuotient[PROBE_LANES], floatRoot[PROBE_LANES], floatLeast[PROBE_LANES], floatMost[PROBE_LANES];
+  double widened[PROBE_LANES];                          // narrowA widened back
   float negated[PROBE_LANES], lessPicked[PROBE_LANES];  // a where a < b, else b
   int32_t floatTruncated[PROBE_LANES], pairTruncated[PROBE_LANES];  // of t as floats, of t as doubles
   int32_t intLeast[PROBE_LANES], intMost[PROBE_LANES], intDifference[PROBE_LANES];  // of the two truncations
@@ -39,13 +43,14 @@ void probeLanesWith(const double* a, const double* b, const double* t, LaneProbe
   out->allAtLeast = true;
   for (int32_t i = 0; i < PROBE_LANES; i += L::width) {
     const typename L::V x = L::load(a + i), y = L::load(b + i);
-    L::store(out->sum + i, L::add(x, y));
-    L::store(out->difference + i, L::sub(x, y));
-    L::store(out->product + i, L::mul(x, y));
-    L::store(out->quotient + i, L::div(x, y));
-    L::store(out->root + i, L::sqrt(x));
-    L::store(out->least + i, L::min(x, y));
-    L::store(out->most + i, L::max(x, y));
+    LaneArithmetic<double>& d = out->doubles;
+    L::store(d.sum + i, L::add(x, y));
+    L::store(d.difference + i, L::sub(x, y));
+    L::store(d.product + i, L::mul(x, y));
+    L::store(d.quotient + i, L::div(x, y));
+    L::store(d.root + i, L::sqrt(x));
+    L::store(d.least + i, L::min(x, y));
+    L::store(d.most + i, L::max(x, y));
     L::store(out->atLeastPicked + i, L::select(L::greaterEqual(x, y), x, y));
     L::store(out->atMostPicked + i, L::select(L::lessEqual(x, y), x, y));
     out->allAtLeast = out->allAtLeast && L::all(L::greaterEqual(x, y));
@@ -70,8 +75,9 @@ void probeLanesWith(const double* a, const double* b, const double* t, LaneProbe
     const typename Floats::F results[] = {Floats::add(x, y), Floats::sub(x, y),  Floats::mul(x, y),
                                           Floats::div(x, y), Floats::sqrt(x),    Floats::min(x, y),
                                           Floats::max(x, y), Floats::negate(x), Floats::select(Floats::less(x, y), x, y)};
-    float* targets[] = {out->floatSum,   out->floatDifference, out->floatProduct, out->floatQuotient, out->floatRoot,
-                        out->floatLeast, out->floatMost,       out->negated,      out->lessPicked};
+    LaneArithmetic<float>& f = out->floats;
+    float* targets[] = {f.sum,   f.difference, f.product, f.quotient,      f.root,
+                        f.least, f.most,       out->negated, out->lessPicked};
     for (int32_t r = 0; r < 9; ++r) {
       typename L::V lo, hi;
       Floats::widen(results[r], &lo, &hi);

@@ -65,21 +65,26 @@ LaneProbe probed(const Width& width, const double* a, const double* b) {
 #define EXPECT_LANE(got, want) \
   EXPECT_TRUE(same(got, want)) << simdLevelName(width.level) << " lane " << i << ": " << (got) << " for " << (want)
 
+template <typename X>
+void expectArithmetic(const Width& width, int32_t i, const LaneArithmetic<X>& p, X a, X b) {
+  EXPECT_LANE(p.sum[i], a + b);
+  EXPECT_LANE(p.difference[i], a - b);
+  EXPECT_LANE(p.product[i], a * b);
+  EXPECT_LANE(p.quotient[i], a / b);
+  EXPECT_LANE(p.root[i], std::sqrt(a));
+  // The instructions' own order: b unless a is strictly smaller (larger),
+  // whatever NaN or the sign of zero.
+  EXPECT_LANE(p.least[i], lesserOf(a, b));
+  EXPECT_LANE(p.most[i], greaterOf(a, b));
+}
+
 TEST(SharedLanes, DoubleOperationsMatchTheScalarOnes) {
   for (const Width& width : WIDTHS) {
     if (widestSimdLevel() < width.level) continue;
     const LaneProbe p = probed(width, A, B);
     for (int32_t i = 0; i < PROBE_LANES; ++i) {
       const double a = A[i], b = B[i];
-      EXPECT_LANE(p.sum[i], a + b);
-      EXPECT_LANE(p.difference[i], a - b);
-      EXPECT_LANE(p.product[i], a * b);
-      EXPECT_LANE(p.quotient[i], a / b);
-      EXPECT_LANE(p.root[i], std::sqrt(a));
-      // The instructions' own order: b unless a is strictly smaller
-      // (larger), whatever NaN or the sign of zero.
-      EXPECT_LANE(p.least[i], lesserOf(a, b));
-      EXPECT_LANE(p.most[i], greaterOf(a, b));
+      expectArithmetic(width, i, p.doubles, a, b);
       EXPECT_LANE(p.atLeastPicked[i], a >= b ? a : b);
       EXPECT_LANE(p.atMostPicked[i], a <= b ? a : b);
       EXPECT_EQ(p.truncated[i], static_cast<int32_t>(T[i])) << simdLevelName(width.level) << " lane " << i;
@@ -99,13 +104,7 @@ TEST(SharedLanes, FloatOperationsMatchTheScalarOnes) {
       EXPECT_LANE(p.narrowA[i], a);
       EXPECT_LANE(p.narrowB[i], b);
       EXPECT_LANE(p.widened[i], static_cast<double>(a));
-      EXPECT_LANE(p.floatSum[i], a + b);
-      EXPECT_LANE(p.floatDifference[i], a - b);
-      EXPECT_LANE(p.floatProduct[i], a * b);
-      EXPECT_LANE(p.floatQuotient[i], a / b);
-      EXPECT_LANE(p.floatRoot[i], std::sqrt(a));
-      EXPECT_LANE(p.floatLeast[i], lesserOf(a, b));
-      EXPECT_LANE(p.floatMost[i], greaterOf(a, b));
+      expectArithmetic(width, i, p.floats, a, b);
       EXPECT_LANE(p.negated[i], -a);
       EXPECT_LANE(p.lessPicked[i], a < b ? a : b);
       const int32_t viaFloat = static_cast<int32_t>(static_cast<float>(T[i]));
