@@ -14,10 +14,10 @@ struct WideLanes : FloatLanesAvx2 {
   }
   // No scatter at this width: the lanes go out one by one.
   static void storeInterleaved(int32_t* out, Words r, Words g, Words b) {
-    alignas(32) int32_t lanes[3][width];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes[0]), r);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes[1]), g);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes[2]), b);
+    int32_t lanes[3][width];
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[0]), r);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[1]), g);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[2]), b);
     for (int k = 0; k < width; ++k) {
       out[3 * k] = lanes[0][k];
       out[3 * k + 1] = lanes[1][k];
