@@ -37,6 +37,24 @@ void probeLanesAvx512(const double* a, const double* b, const double* t, LanePro
 
 namespace {
 
+// The float lanes have no store of their own: they go out widened (exact)
+// through the double lanes.
+template <typename Floats>
+void storeWidened(typename Floats::F v, double* wide) {
+  using L = typename Floats::Double;
+  typename L::V lo, hi;
+  Floats::widen(v, &lo, &hi);
+  L::store(wide, lo);
+  L::store(wide + L::width, hi);
+}
+
+template <typename Floats>
+void storeFloats(typename Floats::F v, float* out) {
+  double wide[Floats::width];
+  storeWidened<Floats>(v, wide);
+  for (int32_t k = 0; k < Floats::width; ++k) out[k] = static_cast<float>(wide[k]);
+}
+
 template <typename Floats>
 void probeLanesWith(const double* a, const double* b, const double* t, LaneProbe* out) {
   using L = typename Floats::Double;
@@ -60,32 +78,17 @@ void probeLanesWith(const double* a, const double* b, const double* t, LaneProbe
     const int32_t half = Floats::width / 2;
     const typename Floats::F x = Floats::narrow(L::load(a + i), L::load(a + i + half));
     const typename Floats::F y = Floats::narrow(L::load(b + i), L::load(b + i + half));
-    const typename Floats::F* parts[] = {&x, &y};
-    float* narrowed[] = {out->narrowA + i, out->narrowB + i};
-    for (int32_t p = 0; p < 2; ++p) {
-      typename L::V lo, hi;  // the floats back as doubles, stored through the double lanes
-      Floats::widen(*parts[p], &lo, &hi);
-      double wide[2 * L::width];
-      L::store(wide, lo);
-      L::store(wide + half, hi);
-      for (int32_t k = 0; k < Floats::width; ++k) narrowed[p][k] = static_cast<float>(wide[k]);
-      if (p == 0)
-        for (int32_t k = 0; k < Floats::width; ++k) out->widened[i + k] = wide[k];
-    }
-    const typename Floats::F results[] = {Floats::add(x, y), Floats::sub(x, y),  Floats::mul(x, y),
-                                          Floats::div(x, y), Floats::sqrt(x),    Floats::min(x, y),
-                                          Floats::max(x, y), Floats::negate(x), Floats::select(Floats::less(x, y), x, y)};
+    storeWidened<Floats>(x, out->widened + i);
+    storeFloats<Floats>(x, out->narrowA + i);
+    storeFloats<Floats>(y, out->narrowB + i);
+    const typename Floats::F results[] = {
+        Floats::add(x, y), Floats::sub(x, y), Floats::mul(x, y), Floats::div(x, y),
+        Floats::sqrt(x),   Floats::min(x, y), Floats::max(x, y), Floats::negate(x),
+        Floats::select(Floats::less(x, y), x, y)};
     LaneArithmetic<float>& f = out->floats;
-    float* targets[] = {f.sum,   f.difference, f.product, f.quotient,      f.root,
-                        f.least, f.most,       out->negated, out->lessPicked};
-    for (int32_t r = 0; r < 9; ++r) {
-      typename L::V lo, hi;
-      Floats::widen(results[r], &lo, &hi);
-      double wide[2 * L::width];
-      L::store(wide, lo);
-      L::store(wide + half, hi);
-      for (int32_t k = 0; k < Floats::width; ++k) targets[r][i + k] = static_cast<float>(wide[k]);
-    }
+    float* targets[] = {f.sum,  f.difference, f.product,    f.quotient,     f.root,
+                        f.least, f.most,      out->negated, out->lessPicked};
+    for (int32_t r = 0; r < 9; ++r) storeFloats<Floats>(results[r], targets[r] + i);
     const typename L::V tLo = L::load(t + i), tHi = L::load(t + i + half);
     const typename Floats::I fromFloats = Floats::truncate(Floats::narrow(tLo, tHi));
     const typename Floats::I fromDoubles = Floats::truncate(tLo, tHi);
