@@ -5,6 +5,8 @@
 // the shadow buffer, which GIMP merges by the selection with undo.
 #include <libgimp/gimp.h>
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -108,6 +110,17 @@ struct StepTimer {
 // ("-gimp", read end, write end, "-run", ...); -1 when not known.
 int pipeFromGimp = -1;
 int pipeToGimp = -1;
+
+// The processor time GIMP's main thread, which serves the tiles, has had
+// so far (in ms; 0 where the system does not tell).
+double gimpThreadCpuMs() {
+  gchar* text = nullptr;
+  const std::string path = "/proc/" + std::to_string(getppid()) + "/schedstat";
+  if (!g_file_get_contents(path.c_str(), &text, nullptr, nullptr)) return 0;
+  const double ns = g_ascii_strtod(text, nullptr);
+  g_free(text);
+  return ns / 1e6;
+}
 
 // The drawable's buffers as the transfer thread moves strips through them:
 // over the pipe directly when the pixels travel in the drawable's own format
@@ -213,6 +226,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   }
   const bool streaming = g_getenv("MARROWLINE_GIMP_SEQUENTIAL") == nullptr;
   StepTimer timer;
+  const double gimpCpuBefore = timer.on ? gimpThreadCpuMs() : 0;
   // Every call on GIMP's wire is made before the transfer thread starts or
   // after it has ended, or on that thread.
   DrawableMoves moves;
@@ -272,6 +286,9 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   timer.add("write", writeMs);
   timer.add("merge", timer.lap());
   timer.add("wait", transfer.counts.filterWaitMs);
+  // Processor time, steadier than the clock on a busy machine.
+  timer.add("GIMP cpu", gimpThreadCpuMs() - gimpCpuBefore);
+  if (streaming) timer.add("transfer cpu", transfer.counts.threadCpuMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
              std::to_string(transfer.counts.stripsWritten) + " (" +
              std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), tiles " +

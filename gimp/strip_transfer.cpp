@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <ctime>
 
 #include "gimp/picture_rows.h"
 
@@ -13,6 +14,12 @@ using Written = StripTransfer::Written;
 
 double msSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double threadCpuMs() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
 int32_t stripCount(const StripTransfer& t) { return (t.source->height + t.stripRows - 1) / t.stripRows; }
@@ -98,7 +105,10 @@ void transferLoop(StripTransfer* t) {
   for (;;) {
     int32_t strip = -1;
     const Job job = nextJob(t, &strip);
-    if (job == Job::Done) return;
+    if (job == Job::Done) {
+      t->counts.threadCpuMs = threadCpuMs();
+      return;
+    }
     if (job == Job::None) {
       t->changed.wait(hold);
       continue;

@@ -49,6 +49,7 @@ struct StripTransferCounts {
   int32_t stripsWrittenEarly = 0;  // of those, the ones sent while the filter still ran
   double filterWaitMs = 0;     // time the filter waited for its rows
   double tailMs = 0;           // time from the filter's end until every strip was sent
+  double threadCpuMs = 0;      // the transfer thread's own processor time
 };
 
 struct StripTransfer {
