@@ -1,6 +1,6 @@
 // Moving a picture in and out in strips of rows while the filter runs.
 //
-// GIMP 2.10 hands a plug-in its pixels one 64 x 64 tile per round trip, so
+// GIMP 2.10 hands a plug-in its pixels one 128 x 128 tile per round trip, so
 // reading and writing a large drawable takes a good part of the filter's
 // own time. The filter asks for its rows top to bottom and finishes its
 // output top to bottom, so a transfer thread can read strips ahead of the
