@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <ctime>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -120,6 +121,13 @@ double gimpThreadCpuMs() {
   const double ns = g_ascii_strtod(text, nullptr);
   g_free(text);
   return ns / 1e6;
+}
+
+// This process's processor time so far, all threads (in ms).
+double processCpuMs() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
 // The drawable's buffers as the transfer thread moves strips through them:
@@ -265,8 +273,10 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   }
   timer.add("read", timer.lap());
 
+  const double processCpuBefore = processCpuMs();
   const int16_t result =
       runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
+  const double runCpuMs = processCpuMs() - processCpuBefore;
   unloadPluginModule(&module);
   // The run ends with sending the strips the filter finished last: that
   // part is the write's. The filter's time includes its waits for rows.
@@ -288,6 +298,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   timer.add("wait", transfer.counts.filterWaitMs);
   // Processor time, steadier than the clock on a busy machine.
   timer.add("GIMP cpu", gimpThreadCpuMs() - gimpCpuBefore);
+  timer.add("filter cpu", runCpuMs - transfer.counts.threadCpuMs);
   if (streaming) timer.add("transfer cpu", transfer.counts.threadCpuMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
              std::to_string(transfer.counts.stripsWritten) + " (" +
