@@ -1,8 +1,9 @@
 // marrowline-gimp: the GIMP 2.10 plug-in program. It registers the procedure
-// plug-in-marrowline under Filters > Quellfire, reads the drawable through
-// GEGL at its own precision, runs the module Marrowline.so beside this
-// program through the substitute host's session, and writes the result into
-// the shadow buffer, which GIMP merges by the selection with undo.
+// plug-in-marrowline under Filters > Quellfire, reads the drawable at its own
+// precision (tile by tile over the plug-in pipe, or through GEGL), runs the
+// module Marrowline.so beside this program through the substitute host's
+// session, and writes the result into the shadow buffer, which GIMP merges
+// by the selection with undo.
 #include <libgimp/gimp.h>
 
 #include <unistd.h>
