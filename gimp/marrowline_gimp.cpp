@@ -236,6 +236,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   const bool streaming = g_getenv("MARROWLINE_GIMP_SEQUENTIAL") == nullptr;
   StepTimer timer;
   const double gimpCpuBefore = timer.on ? gimpThreadCpuMs() : 0;
+  const double processCpuStart = processCpuMs();
   // Every call on GIMP's wire is made before the transfer thread starts or
   // after it has ended, or on that thread.
   DrawableMoves moves;
@@ -286,6 +287,9 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   g_object_unref(moves.shadow);
   g_object_unref(moves.buffer);
   const double writeMs = timer.lap() + transfer.counts.tailMs;
+  // Moving the pixels: on the transfer thread, or here around the filter.
+  const double movesCpuMs =
+      streaming ? transfer.counts.threadCpuMs : processCpuMs() - processCpuStart - runCpuMs;
   if (result != 0) {
     *cancelled = result == userCanceledErr || progress.cancelled || transfer.cancelled;
     return false;
@@ -300,7 +304,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   // Processor time, steadier than the clock on a busy machine.
   timer.add("GIMP cpu", gimpThreadCpuMs() - gimpCpuBefore);
   timer.add("filter cpu", runCpuMs - transfer.counts.threadCpuMs);
-  if (streaming) timer.add("transfer cpu", transfer.counts.threadCpuMs);
+  timer.add("transfer cpu", movesCpuMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
              std::to_string(transfer.counts.stripsWritten) + " (" +
              std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), tiles " +
