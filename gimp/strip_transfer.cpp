@@ -40,14 +40,6 @@ bool rowsPresent(const StripTransfer& t, int32_t top, int32_t bottom) {
   return true;
 }
 
-// The strip at place `k` of the reading order: the output's first strip and
-// those below it, then the ones above.
-int32_t stripInReadingOrder(const StripTransfer& t, int32_t k) {
-  const int32_t first = std::min(t.outputTop / t.stripRows, stripCount(t) - 1);
-  const int32_t below = stripCount(t) - first;
-  return k < below ? first + k : k - below;
-}
-
 // Whether the filtered rows of a strip, within the output's columns, still
 // equal the picture as read.
 bool stripUnchanged(const StripTransfer& t, int32_t strip) {
@@ -91,9 +83,12 @@ Job nextJob(StripTransfer* t, int32_t* strip) {
       return Job::Write;
     }
   }
-  while (t->nextRead < count && t->present[size_t(stripInReadingOrder(*t, t->nextRead))]) t->nextRead++;
+  // Reading ahead takes the strips that hold output, top down; the rows
+  // above and below that only the filter's margin reaches come when asked
+  // for, and the rest of a tall layer not at all.
+  while (t->nextRead < count && (t->present[size_t(t->nextRead)] || !holdsOutput(*t, t->nextRead))) t->nextRead++;
   if (t->nextRead < count) {
-    *strip = stripInReadingOrder(*t, t->nextRead);
+    *strip = t->nextRead;
     return Job::Read;
   }
   if (t->moves.progress && int32_t(t->fraction * 100.0) != t->percentShown) return Job::Progress;
