@@ -145,7 +145,7 @@ struct DrawableMoves {
 
 void setUpDirectMoves(DrawableMoves* moves, gint32 drawable, const DrawableLayout& layout) {
   if (g_getenv("MARROWLINE_GIMP_GEGL") || pipeFromGimp < 0 || pipeToGimp < 0 || gimp_shm_ID() < 0 ||
-      layout.format != gimp_drawable_get_format(drawable))
+      !layout.ownFormat)
     return;
   moves->direct = true;
   moves->wire.fromGimp = pipeFromGimp;
