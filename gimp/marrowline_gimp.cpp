@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <ctime>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 #include <string>
 #include <vector>
@@ -143,7 +143,7 @@ struct DrawableMoves {
   TileWire wire;
 };
 
-void setUpDirectMoves(DrawableMoves* moves, gint32 drawable, const DrawableLayout& layout) {
+void setUpDirectMoves(DrawableMoves* moves, gint32 drawable, gint width, gint height, const DrawableLayout& layout) {
   if (g_getenv("MARROWLINE_GIMP_GEGL") || pipeFromGimp < 0 || pipeToGimp < 0 || gimp_shm_ID() < 0 ||
       !layout.ownFormat)
     return;
@@ -152,8 +152,8 @@ void setUpDirectMoves(DrawableMoves* moves, gint32 drawable, const DrawableLayou
   moves->wire.toGimp = pipeToGimp;
   moves->wire.shared = gimp_shm_addr();
   moves->wire.drawable = drawable;
-  moves->wire.width = gimp_drawable_width(drawable);
-  moves->wire.height = gimp_drawable_height(drawable);
+  moves->wire.width = width;
+  moves->wire.height = height;
   moves->wire.tileWidth = gint32(gimp_tile_width());
   moves->wire.tileHeight = gint32(gimp_tile_height());
   moves->wire.pixelBytes = babl_format_get_bytes_per_pixel(layout.format);
@@ -245,7 +245,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   moves.format = layout.format;
   moves.left = x;
   moves.width = width;
-  setUpDirectMoves(&moves, drawable, layout);
+  setUpDirectMoves(&moves, drawable, drawableWidth, drawableHeight, layout);
   GimpRGB color;
   FilterRunHooks hooks;
   gimp_context_get_foreground(&color);
