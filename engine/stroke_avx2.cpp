@@ -12,6 +12,13 @@ struct StrokeLanesAvx2 {
   static constexpr int32_t width = 4;
   static V loadFloats(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
   static void storeFloats(float* p, V v) { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
+  static V loadInts(const int32_t* p) {
+    return _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+  }
+  static V ramp(double first) { return _mm256_add_pd(_mm256_set1_pd(first), _mm256_setr_pd(0.0, 1.0, 2.0, 3.0)); }
+  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
+  static void packInts(int32_t* p, const int32_t* from, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, from, bits); }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, first, bits); }
   static V sqrt(V a) { return _mm256_sqrt_pd(a); }
   static V min(V a, V b) { return _mm256_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm256_cvtepi32_pd(_mm256_cvttpd_epi32(a)); }

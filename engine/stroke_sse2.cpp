@@ -15,6 +15,11 @@ struct StrokeLanesSse2 {
   static void storeFloats(float* p, V v) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
   }
+  static V loadInts(const int32_t* p) { return _mm_cvtepi32_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
+  static V ramp(double first) { return _mm_setr_pd(first, first + 1.0); }
+  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
+  static void packInts(int32_t* p, const int32_t* from, uint32_t bits) { packLanes<StrokeLanesSse2>(p, from, bits); }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesSse2>(p, first, bits); }
   static V sqrt(V a) { return _mm_sqrt_pd(a); }
   static V min(V a, V b) { return _mm_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(a)); }
