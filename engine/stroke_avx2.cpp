@@ -17,6 +17,7 @@ struct StrokeLanesAvx2 {
   }
   static V ramp(double first) { return _mm256_add_pd(_mm256_set1_pd(first), _mm256_setr_pd(0.0, 1.0, 2.0, 3.0)); }
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
+  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
   static void packInts(int32_t* p, const int32_t* from, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, from, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, first, bits); }
   static V sqrt(V a) { return _mm256_sqrt_pd(a); }
@@ -28,6 +29,7 @@ struct StrokeLanesAvx2 {
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
   static V div(V a, V b) { return _mm256_div_pd(a, b); }
+  static V divideSingle(V a, V b) { return _mm256_cvtps_pd(_mm_div_ps(_mm256_cvtpd_ps(a), _mm256_cvtpd_ps(b))); }
   static V negate(V a) { return _mm256_xor_pd(a, _mm256_set1_pd(-0.0)); }
   static V toFloat(V a) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(a)); }
   static M greater(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_GT_OQ); }

@@ -32,6 +32,9 @@ struct StrokeLanesAvx512 {
                                                    _mm512_castps256_ps512(_mm512_cvtpd_ps(v)));
     _mm256_storeu_ps(p, _mm512_castps512_ps256(packed));
   }
+  static void packDoubles(double* p, V v, uint32_t bits) {
+    _mm512_storeu_pd(p, _mm512_maskz_compress_pd(static_cast<__mmask8>(bits), v));
+  }
   static void packLow(int32_t* p, __m256i v, uint32_t bits) {
     const __m512i packed = _mm512_maskz_compress_epi32(static_cast<__mmask16>(bits & 0xFFu), _mm512_castsi256_si512(v));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(packed));
@@ -51,6 +54,9 @@ struct StrokeLanesAvx512 {
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
   static V div(V a, V b) { return _mm512_div_pd(a, b); }
+  static V divideSingle(V a, V b) {
+    return _mm512_cvtps_pd(_mm256_div_ps(_mm512_cvtpd_ps(a), _mm512_cvtpd_ps(b)));
+  }
   static V negate(V a) {
     return _mm512_castsi512_pd(_mm512_xor_si512(_mm512_castpd_si512(a), _mm512_set1_epi64(INT64_MIN)));
   }

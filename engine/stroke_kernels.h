@@ -14,13 +14,16 @@ struct StrokeDot {
   float x, y, value;
 };
 
-// A pixel of a "thin/soft" row that lies on a crest: where the crest lies
-// between the centre and its neighbours (p1, p2) and which way along the
-// gradient the offset runs (sign).
-struct CrestPixel {
-  int32_t column;
-  float p1, p2;
-  double sign;
+// The pixels of a "thin/soft" row that lie on a crest, one array per
+// number, each with room for the row's columns + 8.
+struct CrestPixels {
+  int32_t* column;
+  float* p1;  // where the crest lies between the centre and its
+  float* p2;  // neighbours
+  float* flip;           // 1 where the offset runs against the gradient, else 0
+  float* dx;             // the slope, rounded to single precision
+  float* dy;
+  double* magnitude;     // the centre's
 };
 
 // m: the centre's magnitude of column 0, rows `stride` apart in the
@@ -31,10 +34,10 @@ struct CrestPixel {
 using ThinHardRowFunction = void (*)(const double* m, intptr_t stride, const double* gx, const double* gy,
                                      int32_t columns, double scaledWeight, double depthScale, int32_t maxValue,
                                      int32_t* edges);
-// "thin/soft": the crest pixels in column order into `crests` (room for
-// columns + 1); returns their count.
+// "thin/soft": the crest pixels in column order into `crests`; returns
+// their count.
 using ThinSoftRowFunction = int32_t (*)(const double* m, intptr_t stride, const double* gx, const double* gy,
-                                        int32_t columns, CrestPixel* crests);
+                                        int32_t columns, const CrestPixels& crests);
 
 // "scribble": the numbers of a run.
 struct ScribbleNumbers {
@@ -91,7 +94,8 @@ StrokeKernels strokeKernelsFor(SimdLevel level);
 #define ML_STROKE_KERNELS(Suffix)                                                                                   \
   void thinHardRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t, double, double, int32_t, \
                            int32_t*);                                                                               \
-  int32_t thinSoftRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t, CrestPixel*);        \
+  int32_t thinSoftRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t,                      \
+                              const CrestPixels&);                                                                 \
   void scribbleTurn##Suffix(const double*, int32_t, const ScribbleNumbers&, float*, float*);                       \
   void scribbleStrength##Suffix(const double*, const double*, int32_t, const ScribbleNumbers&, int32_t*);          \
   int32_t scribbleCrossings##Suffix(const float* const[4], const float* const[4], const int32_t*, int32_t,       \

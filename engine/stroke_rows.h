@@ -32,6 +32,15 @@ inline void packLanes(float* p, typename L::V v, uint32_t bits) {
   }
 }
 template <typename L>
+inline void packLanes(double* p, typename L::V v, uint32_t bits) {
+  double lanes[L::width];
+  L::store(lanes, v);
+  for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
+    p[n] = lanes[lane];
+    n += static_cast<int32_t>((bits >> lane) & 1u);
+  }
+}
+template <typename L>
 inline void packLanes(int32_t* p, const int32_t* from, uint32_t bits) {
   for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
     p[n] = from[lane];
@@ -58,6 +67,7 @@ struct StrokeSingleLane {
   // The lanes whose bit is set, in lane order, to p onwards; up to width
   // values past them may be written too.
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
+  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
   static void packInts(int32_t* p, const int32_t* from, uint32_t bits) { packLanes<StrokeSingleLane>(p, from, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeSingleLane>(p, first, bits); }
   // first, first + 1, ... across the lanes.
@@ -72,6 +82,12 @@ struct StrokeSingleLane {
   static V sub(V a, V b) { return a - b; }
   static V mul(V a, V b) { return a * b; }
   static V div(V a, V b) { return a / b; }
+  // a / b in single precision, of values held exactly in single.
+  static V divideSingle(V a, V b) {
+    const __m128 quotient = _mm_div_ss(_mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(a)),
+                                       _mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(b)));
+    return _mm_cvtsd_f64(_mm_cvtss_sd(_mm_setzero_pd(), quotient));
+  }
   static V negate(V a) { return -a; }
   // Through the instructions rather than two casts: GCC 12's pairing of
   // scalar statements into vectors (-O2 and up) has been seen to drop a
@@ -159,11 +175,10 @@ inline typename L::M isZero(typename L::V v) {
   return L::both(L::greaterEqual(v, L::splat(0.0)), L::greaterEqual(L::splat(0.0), v));
 }
 
-// Lists the crests among L::width columns from c without a branch: every
-// lane is written at the list's end, which moves on only past a crest.
+// Lists the crests among L::width columns from c without a branch.
 template <typename L>
 inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t c,
-                               CrestPixel* crests, int32_t count) {
+                               const CrestPixels& crests, int32_t count) {
   using V = typename L::V;
   const V zero = L::splat(0.0), nearZero = L::splat(-0.001);
   const V dx = gx ? L::load(gx + c) : zero, dy = gy ? L::load(gy + c) : zero;
@@ -171,25 +186,20 @@ inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* g
   const V p1 = L::toFloat(L::sub(k.P, L::toFloat(k.a))), p2 = L::toFloat(L::sub(k.P, L::toFloat(k.b)));
   const auto crest = L::either(L::both(L::greaterEqual(p1, zero), L::greater(p2, nearZero)),
                                L::both(L::greater(p1, nearZero), L::greaterEqual(p2, zero)));
-  double first[L::width], second[L::width], sign[L::width];
-  L::store(first, p1);
-  L::store(second, p2);
-  L::store(sign, k.sign);
   const uint32_t bits = L::bits(crest);
-  for (int32_t lane = 0; lane < L::width; ++lane) {
-    CrestPixel& next = crests[count];
-    next.column = c + lane;
-    next.p1 = static_cast<float>(first[lane]);
-    next.p2 = static_cast<float>(second[lane]);
-    next.sign = sign[lane];
-    count += static_cast<int32_t>((bits >> lane) & 1u);
-  }
-  return count;
+  L::packRamp(crests.column + count, c, bits);
+  L::packFloats(crests.p1 + count, p1, bits);
+  L::packFloats(crests.p2 + count, p2, bits);
+  L::packFloats(crests.flip + count, L::select(L::greater(k.sign, zero), L::splat(1.0), zero), bits);
+  L::packFloats(crests.dx + count, dx, bits);
+  L::packFloats(crests.dy + count, dy, bits);
+  L::packDoubles(crests.magnitude + count, L::load(m + c), bits);
+  return count + __builtin_popcount(bits);
 }
 
 template <typename L>
 int32_t thinSoftRowWith(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                        CrestPixel* crests) {
+                        const CrestPixels& crests) {
   int32_t c = 0, count = 0;
   for (; c + L::width <= columns; c += L::width) count = thinSoftColumns<L>(m, stride, gx, gy, c, crests, count);
   for (; c < columns; ++c) count = thinSoftColumns<StrokeSingleLane>(m, stride, gx, gy, c, crests, count);
@@ -357,7 +367,7 @@ inline typename L::V sideCrossing(typename L::V p, typename L::V q) {
   const typename L::V numerator = L::select(pAbove, L::negate(p), L::negate(q));
   typename L::V denominator = L::toFloat(L::select(pAbove, L::sub(q, p), L::sub(p, q)));
   denominator = L::select(isZero<L>(denominator), L::splat(1.0), denominator);
-  const typename L::V quotient = L::toFloat(L::div(numerator, denominator));
+  const typename L::V quotient = L::divideSingle(numerator, denominator);
   return L::select(pAbove, quotient, L::sub(L::splat(1.0), quotient));
 }
 
@@ -426,8 +436,13 @@ inline int32_t scribbleDotColumns(const ScribbleCells& cells, int32_t i, int32_t
   // Each cell's first dot, then its second: the cells' own order.
   StrokeDot lanes[2][L::width];
   segmentDots<L>(from, to, value, column, row, lanes[0]);
-  segmentDots<L>(bottom, saddleTo, value, column, row, lanes[1]);
+  // Saddles are rare: most runs of cells have no second dot to work out.
   const uint32_t second = L::bits(saddle);
+  if (second == 0) {
+    for (int32_t lane = 0; lane < L::width; ++lane) dots[count++] = lanes[0][lane];
+    return count;
+  }
+  segmentDots<L>(bottom, saddleTo, value, column, row, lanes[1]);
   for (int32_t lane = 0; lane < L::width; ++lane) {
     dots[count++] = lanes[0][lane];
     dots[count] = lanes[1][lane];
@@ -451,7 +466,7 @@ int32_t scribbleDotsWith(const ScribbleCells& cells, int32_t count, int32_t left
     thinHardRowWith<Lanes>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);                   \
   }                                                                                                                  \
   int32_t thinSoftRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns, \
-                              CrestPixel* crests) {                                                                  \
+                              const CrestPixels& crests) {                                                           \
     return thinSoftRowWith<Lanes>(m, stride, gx, gy, columns, crests);                                               \
   }                                                                                                                  \
   void scribbleTurn##Suffix(const double* directions, int32_t count, const ScribbleNumbers& n, float* angles,        \

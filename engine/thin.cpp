@@ -111,31 +111,23 @@ struct CrestDotNumbers {
 // single precision operations of the one-pixel form; 1 - f in double
 // rounded to single is 1 - f in single (a double holds more than twice a
 // float's bits).
-void drawCrestDots(StrokeBand* band, const CrestPixel* crests, int32_t count, const double* m, const double* gx,
-                   const double* gy, const CrestDotNumbers& n) {
+void drawCrestDots(StrokeBand* band, const CrestPixels& crests, int32_t count, const CrestDotNumbers& n) {
   const __m128 zero = _mm_setzero_ps(), one = _mm_set1_ps(1.0f);
   const __m128d weight = _mm_set1_pd(n.weight), depthScale = _mm_set1_pd(n.depthScale);
   const __m128d top = _mm_set1_pd(256.0), zeroPd = _mm_setzero_pd();
+  // The lists have room for a vector past their end: the lanes there are
+  // worked out and not drawn.
   for (int32_t first = 0; first < count; first += 4) {
     const int32_t lanes = count - first < 4 ? count - first : 4;
-    // The lanes past the end repeat the last crest and are not drawn.
-    const CrestPixel* c[4];
-    for (int32_t k = 0; k < 4; ++k) c[k] = &crests[first + (k < lanes ? k : lanes - 1)];
-    auto slope = [](const double* g, const CrestPixel* pixel) {
-      return static_cast<float>(g ? g[pixel->column] : 0.0);
-    };
-    const __m128 a = _mm_setr_ps(c[0]->p1, c[1]->p1, c[2]->p1, c[3]->p1);
-    const __m128 b = _mm_setr_ps(c[0]->p2, c[1]->p2, c[2]->p2, c[3]->p2);
-    const __m128 dx = _mm_setr_ps(slope(gx, c[0]), slope(gx, c[1]), slope(gx, c[2]), slope(gx, c[3]));
-    const __m128 dy = _mm_setr_ps(slope(gy, c[0]), slope(gy, c[1]), slope(gy, c[2]), slope(gy, c[3]));
-    const __m128 flip = _mm_castsi128_ps(_mm_setr_epi32(c[0]->sign > 0.0 ? -1 : 0, c[1]->sign > 0.0 ? -1 : 0,
-                                                        c[2]->sign > 0.0 ? -1 : 0, c[3]->sign > 0.0 ? -1 : 0));
-    const __m128 column = _mm_cvtepi32_ps(
-        _mm_add_epi32(_mm_setr_epi32(c[0]->column, c[1]->column, c[2]->column, c[3]->column), _mm_set1_epi32(n.left)));
+    const __m128 a = _mm_loadu_ps(crests.p1 + first), b = _mm_loadu_ps(crests.p2 + first);
+    const __m128 dx = _mm_loadu_ps(crests.dx + first), dy = _mm_loadu_ps(crests.dy + first);
+    const __m128 flip = _mm_cmpgt_ps(_mm_loadu_ps(crests.flip + first), _mm_set1_ps(0.5f));
+    const __m128 column = _mm_cvtepi32_ps(_mm_add_epi32(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(crests.column + first)), _mm_set1_epi32(n.left)));
     // The strength: whole below 256 (0 unless above 0), else 255 (NaN too).
     __m128 value[2];
     for (int32_t half = 0; half < 2; ++half) {
-      const __m128d magnitude = _mm_setr_pd(m[c[2 * half]->column], m[c[2 * half + 1]->column]);
+      const __m128d magnitude = _mm_loadu_pd(crests.magnitude + first + 2 * half);
       const __m128d v = _mm_div_pd(_mm_mul_pd(magnitude, weight), depthScale);
       const __m128d below = _mm_cmplt_pd(v, top), inRange = _mm_and_pd(below, _mm_cmpgt_pd(v, zeroPd));
       const __m128d whole = _mm_cvtepi32_pd(_mm_cvttpd_epi32(_mm_and_pd(inRange, v)));
@@ -177,7 +169,9 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
   // Each thread's magnitudes and crests, grown to a band's size once.
   struct Scratch {
     std::vector<double> magnitudes;
-    std::vector<CrestPixel> crests;
+    std::vector<int32_t> columns;
+    std::vector<float> numbers;
+    std::vector<double> crestMagnitudes;
   };
   std::vector<Scratch> scratch(static_cast<size_t>(renderThreads()));
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
@@ -185,16 +179,24 @@ void renderThinSoft(FilterSession* session, const RenderContext& context, PixelM
     // The band's magnitudes: field rows begin .. end+1, the band's own and
     // the ring above and below.
     own.magnitudes.resize(static_cast<size_t>(end - begin + 2) * width);
-    own.crests.resize(static_cast<size_t>(columns) + 1);
+    // Room for the row's pixels and one vector more.
+    const size_t room = static_cast<size_t>(columns) + 8;
+    own.columns.resize(room);
+    own.numbers.resize(room * 5);
+    own.crestMagnitudes.resize(room);
+    float* at = own.numbers.data();
+    const CrestPixels crests{own.columns.data(), at,           at + room,
+                             at + 2 * room,      at + 3 * room, at + 4 * room,
+                             own.crestMagnitudes.data()};
     magnitudeRows(context, begin, end + 2, width, divisor, own.magnitudes.data());
     for (int32_t row = begin; row < end; ++row) {
       const double* gx = fieldRow(context.gradientX, side, row);
       const double* gy = fieldRow(context.gradientY, side, row);
       const double* m = own.magnitudes.data() + static_cast<size_t>(row + 1 - begin) * width + 1;
-      const int32_t crestCount = thinSoftRow(m, width, gx, gy, columns, own.crests.data());
+      const int32_t crestCount = thinSoftRow(m, width, gx, gy, columns, crests);
       CrestDotNumbers rowNumbers = numbers;
       rowNumbers.y = static_cast<float>(row + tileTop);
-      drawCrestDots(band, own.crests.data(), crestCount, m, gx, gy, rowNumbers);
+      drawCrestDots(band, crests, crestCount, rowNumbers);
     }
   });
 }

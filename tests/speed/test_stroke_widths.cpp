@@ -94,23 +94,51 @@ void thinHardOnePixel(const CrestRows& rows, const double* gx, const double* gy,
   }
 }
 
-std::vector<CrestPixel> thinSoftOnePixel(const CrestRows& rows, const double* gx, const double* gy) {
-  std::vector<CrestPixel> crests;
+// A crest pixel as the kernels list it.
+struct Crest {
+  int32_t column;
+  float p1, p2, flip, dx, dy;
+  double magnitude;
+};
+
+std::vector<Crest> thinSoftOnePixel(const CrestRows& rows, const double* gx, const double* gy) {
+  std::vector<Crest> crests;
   for (int32_t c = 0; c < rows.columns; ++c) {
-    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, gx ? gx[c] : 0.0, gy ? gy[c] : 0.0);
+    const double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
+    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, dx, dy);
     const float p1 = static_cast<float>(k.P - single(k.a));
     const float p2 = static_cast<float>(k.P - single(k.b));
-    if ((p1 >= 0.0f && p2 > -0.001) || (p1 > -0.001 && p2 >= 0.0f)) crests.push_back(CrestPixel{c, p1, p2, k.sign});
+    if ((p1 >= 0.0f && p2 > -0.001) || (p1 > -0.001 && p2 >= 0.0f))
+      crests.push_back(Crest{c, p1, p2, k.sign > 0.0 ? 1.0f : 0.0f, static_cast<float>(dx), static_cast<float>(dy),
+                             rows.centre()[c]});
   }
   return crests;
 }
 
-bool sameCrests(const std::vector<CrestPixel>& a, const std::vector<CrestPixel>& b, int32_t count) {
-  for (int32_t i = 0; i < count; ++i)
-    if (a[i].column != b[i].column || std::memcmp(&a[i].p1, &b[i].p1, sizeof(float)) != 0 ||
-        std::memcmp(&a[i].p2, &b[i].p2, sizeof(float)) != 0 ||
-        std::memcmp(&a[i].sign, &b[i].sign, sizeof(double)) != 0)
+// The kernels' lists, one array per number.
+struct CrestLists {
+  std::vector<int32_t> column;
+  std::vector<float> numbers;
+  std::vector<double> magnitude;
+  CrestPixels crests;
+  explicit CrestLists(int32_t columns) : column(size_t(columns) + 8), numbers(column.size() * 5), magnitude(column.size()) {
+    const size_t room = column.size();
+    float* at = numbers.data();
+    crests = CrestPixels{column.data(), at, at + room, at + 2 * room, at + 3 * room, at + 4 * room, magnitude.data()};
+  }
+  Crest at(int32_t i) const {
+    return Crest{crests.column[i], crests.p1[i], crests.p2[i], crests.flip[i],
+                 crests.dx[i],     crests.dy[i], crests.magnitude[i]};
+  }
+};
+
+bool sameCrests(const CrestLists& got, const std::vector<Crest>& expected, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    const Crest a = got.at(i), &b = expected[size_t(i)];
+    if (a.column != b.column || std::memcmp(&a.p1, &b.p1, 5 * sizeof(float)) != 0 ||
+        std::memcmp(&a.magnitude, &b.magnitude, sizeof(double)) != 0)
       return false;
+  }
   return true;
 }
 
@@ -127,15 +155,15 @@ TEST(CrestWidths, EveryLevelGivesTheOnePixelCrests) {
       for (int32_t planes = 0; planes < 4; ++planes) {
         const double* gx = planes & 1 ? rows.gx.data() : nullptr;
         const double* gy = planes & 2 ? rows.gy.data() : nullptr;
-        const std::vector<CrestPixel> expected = thinSoftOnePixel(rows, gx, gy);
+        const std::vector<Crest> expected = thinSoftOnePixel(rows, gx, gy);
         const int32_t count = static_cast<int32_t>(expected.size());
-        std::vector<CrestPixel> got(size_t(columns) + 1);
+        CrestLists got(columns);
         std::vector<int32_t> expectedEdges(static_cast<size_t>(columns)), edges(expectedEdges.size());
         for (SimdLevel level : levelsHere()) {
           const StrokeKernels kernels = strokeKernelsFor(level);
           SCOPED_TRACE(std::string(simdLevelName(level)) + " columns " + std::to_string(columns) + " planes " +
                        std::to_string(planes) + (ties ? " ties" : ""));
-          ASSERT_EQ(kernels.thinSoftRow(rows.centre(), stride, gx, gy, columns, got.data()), count);
+          ASSERT_EQ(kernels.thinSoftRow(rows.centre(), stride, gx, gy, columns, got.crests), count);
           EXPECT_TRUE(sameCrests(got, expected, count));
           for (double weight : {110.0, -3.0, 25600.0})
             for (int32_t maxValue : {255, 32768}) {
@@ -154,10 +182,10 @@ TEST(CrestWidths, FlatRowsAreCrestsEverywhere) {
   const int32_t columns = 19;
   CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0), std::vector<double>(size_t(columns), 1.0),
                  std::vector<double>(size_t(columns), 1.0)};
-  std::vector<CrestPixel> got(size_t(columns) + 1);
+  CrestLists got(columns);
   for (SimdLevel level : levelsHere()) {
     EXPECT_EQ(strokeKernelsFor(level).thinSoftRow(rows.centre(), columns + 2, rows.gx.data(), rows.gy.data(), columns,
-                                                  got.data()),
+                                                  got.crests),
               columns)
         << simdLevelName(level);
     EXPECT_TRUE(sameCrests(got, thinSoftOnePixel(rows, rows.gx.data(), rows.gy.data()), columns));
