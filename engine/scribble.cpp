@@ -56,7 +56,7 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
   struct Scratch {
     std::vector<float> turned, bands;
     std::vector<double> directions;
-    std::vector<int32_t> values, cellColumns, cellValues;
+    std::vector<int32_t> cellColumns, cellValues;
     std::vector<float> cellNumbers;
     std::vector<StrokeDot> dots;
   };
@@ -72,7 +72,6 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
     own.turned.resize(static_cast<size_t>(lastRow - firstRow) * width);
     own.bands.resize(own.turned.size());
     own.directions.resize(static_cast<size_t>(width));
-    own.values.resize(static_cast<size_t>(columns));
     own.dots.resize(static_cast<size_t>(columns) * 2 + 2);
     // Room for the row's cells and one vector more.
     const size_t cellRoom = static_cast<size_t>(columns) + 8;
@@ -110,7 +109,6 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       const float* k1 = k0 + width;
       const double* gx = GX ? GX + static_cast<size_t>(r + 1) * side + 1 : nullptr;
       const double* gy = GY ? GY + static_cast<size_t>(r + 1) * side + 1 : nullptr;
-      kernels.scribbleStrength(gx, gy, columns, numbers, own.values.data());
       // Corners 00, 01, 10, 11. One plane alone: its direction is constant
       // along the other axis; none: all four are corner 00.
       const float* corners[4] = {t0, t0, t0, t0};
@@ -125,9 +123,10 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
         corners[1] = corners[3] = t0 + 1;
         cornerBands[1] = cornerBands[3] = k0 + 1;
       }
-      // The cells that cross their level first, then their dots, then the
-      // drawing.
-      const int32_t crossing = kernels.scribbleCrossings(corners, cornerBands, own.values.data(), columns, numbers, cells);
+      // The cells that cross their level first, then their strengths, their
+      // dots and the drawing.
+      const int32_t crossing = kernels.scribbleCrossings(corners, cornerBands, columns, numbers, cells);
+      kernels.scribbleStrength(gx, gy, cells.column, crossing, numbers, cells.value);
       const int32_t count = kernels.scribbleDots(cells, crossing, tileLeft, r + tileTop, own.dots.data());
       drawBandDots(strokeBand, own.dots.data(), count);
     }

@@ -39,11 +39,11 @@ struct StrokeLanesAvx512 {
     const __m512i packed = _mm512_maskz_compress_epi32(static_cast<__mmask16>(bits & 0xFFu), _mm512_castsi256_si512(v));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(packed));
   }
-  static void packInts(int32_t* p, const int32_t* from, uint32_t bits) {
-    packLow(p, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)), bits);
-  }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) {
     packLow(p, _mm256_add_epi32(_mm256_set1_epi32(first), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)), bits);
+  }
+  static V gather(const double* base, const int32_t* index) {
+    return _mm512_i32gather_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(index)), base, 8);
   }
   static V sqrt(V a) { return _mm512_sqrt_pd(a); }
   static V min(V a, V b) { return _mm512_min_pd(a, b); }

@@ -192,7 +192,8 @@ int32_t contourDots(float a00, float a01, float a10, float a11, float threshold,
   ScribbleNumbers numbers{};
   numbers.thresholds[0] = numbers.thresholds[1] = numbers.thresholds[2] = threshold;
   const ScribbleCells cells{column, strength, level, {c00, c01, c10, c11}};
-  if (scribbleCrossingsScalar(corners, bands, strength, 1, numbers, cells) == 0) return 0;
+  if (scribbleCrossingsScalar(corners, bands, 1, numbers, cells) == 0) return 0;
+  strength[0] = value;
   StrokeDot found[4];
   const int32_t count = scribbleDotsScalar(cells, 1, x, y, found);
   for (int32_t k = 0; k < count; ++k) dots[k] = found[k];
