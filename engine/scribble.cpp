@@ -58,6 +58,7 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
     std::vector<double> directions;
     std::vector<int32_t> cellColumns, cellValues;
     std::vector<float> cellNumbers;
+    std::vector<double> cellSlopes;
     std::vector<StrokeDot> dots;
   };
   std::vector<Scratch> scratch(static_cast<size_t>(renderThreads()));
@@ -78,8 +79,11 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
     own.cellColumns.resize(cellRoom);
     own.cellValues.resize(cellRoom);
     own.cellNumbers.resize(cellRoom * 5);
+    own.cellSlopes.resize(cellRoom * 2);
     float* numbersAt = own.cellNumbers.data();
     const ScribbleCells cells{own.cellColumns.data(),
+                              own.cellSlopes.data(),
+                              own.cellSlopes.data() + cellRoom,
                               own.cellValues.data(),
                               numbersAt,
                               {numbersAt + cellRoom, numbersAt + 2 * cellRoom, numbersAt + 3 * cellRoom,
@@ -125,8 +129,9 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       }
       // The cells that cross their level first, then their strengths, their
       // dots and the drawing.
-      const int32_t crossing = kernels.scribbleCrossings(corners, cornerBands, columns, numbers, cells);
-      kernels.scribbleStrength(gx, gy, cells.column, crossing, numbers, cells.value);
+      const int32_t crossing = kernels.scribbleCrossings(corners, cornerBands, gx, gy, columns, numbers, cells);
+      kernels.scribbleStrength(gx ? cells.slopeX : nullptr, gy ? cells.slopeY : nullptr, crossing, numbers,
+                               cells.value);
       const int32_t count = kernels.scribbleDots(cells, crossing, tileLeft, r + tileTop, own.dots.data());
       drawBandDots(strokeBand, own.dots.data(), count);
     }

@@ -2,12 +2,6 @@
 // target alone; chosen at run time only where the CPU has it.
 #include <immintrin.h>
 
-// GCC's own headers leave the don't-care source of the unmasked gather
-// unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-
 #include "engine/stroke_rows.h"
 
 namespace {
@@ -25,9 +19,6 @@ struct StrokeLanesAvx2 {
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
   static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, first, bits); }
-  static V gather(const double* base, const int32_t* index) {
-    return _mm256_i32gather_pd(base, _mm_loadu_si128(reinterpret_cast<const __m128i*>(index)), 8);
-  }
   static V sqrt(V a) { return _mm256_sqrt_pd(a); }
   static V min(V a, V b) { return _mm256_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm256_cvtepi32_pd(_mm256_cvttpd_epi32(a)); }

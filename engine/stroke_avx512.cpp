@@ -42,9 +42,6 @@ struct StrokeLanesAvx512 {
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) {
     packLow(p, _mm256_add_epi32(_mm256_set1_epi32(first), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)), bits);
   }
-  static V gather(const double* base, const int32_t* index) {
-    return _mm512_i32gather_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(index)), base, 8);
-  }
   static V sqrt(V a) { return _mm512_sqrt_pd(a); }
   static V min(V a, V b) { return _mm512_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm512_cvtepi32_pd(_mm512_cvttpd_epi32(a)); }

@@ -51,27 +51,29 @@ struct ScribbleNumbers {
 // precision, and their bands 0, 1, 2 (as floats).
 using ScribbleTurnFunction = void (*)(const double* directions, int32_t count, const ScribbleNumbers& numbers,
                                       float* angles, float* bands);
-// The stroke strength of each listed cell from the slope at its corner 00
-// (columns[i] of the field rows gx, gy): the magnitude with both planes,
-// the absolute value of the one plane, else 0.
-using ScribbleStrengthFunction = void (*)(const double* gx, const double* gy, const int32_t* columns, int32_t count,
+// The stroke strength of each cell from the slope at its corner 00: the
+// magnitude with both planes, the absolute value of the one plane, else 0.
+using ScribbleStrengthFunction = void (*)(const double* gx, const double* gy, int32_t count,
                                           const ScribbleNumbers& numbers, int32_t* values);
 // The cells of a row that cross their level, one array per number, each
-// with room for the row's cells + 8: the cell's column and stroke
-// strength (filled in apart), its level and its four corners (00, 01, 10,
-// 11).
+// with room for the row's cells + 8: the cell's column, the slope at its
+// corner 00 (of the planes there are) and the stroke strength made from
+// it, its level and its four corners (00, 01, 10, 11).
 struct ScribbleCells {
   int32_t* column;
+  double* slopeX;
+  double* slopeY;
   int32_t* value;
   float* threshold;
   float* corner[4];
 };
 // Lists the crossing cells in column order (all but their strengths);
 // returns their count. corners[k] and cornerBands[k] point at corner k of
-// cell 0, one float per cell after it.
+// cell 0, one float per cell after it; gx, gy: the field rows at the
+// cells' corner 00 (null when absent).
 using ScribbleCrossingsFunction = int32_t (*)(const float* const corners[4], const float* const cornerBands[4],
-                                              int32_t count, const ScribbleNumbers& numbers,
-                                              const ScribbleCells& cells);
+                                              const double* gx, const double* gy, int32_t count,
+                                              const ScribbleNumbers& numbers, const ScribbleCells& cells);
 // The contour dots of `count` crossing cells, cell by cell and within a
 // cell as the marching squares list its segments, into `dots` (room for
 // 2 * count + 2); returns their count. A cell's corner 00 lies at plane
@@ -99,10 +101,9 @@ StrokeKernels strokeKernelsFor(SimdLevel level);
   int32_t thinSoftRow##Suffix(const double*, intptr_t, const double*, const double*, int32_t,                      \
                               const CrestPixels&);                                                                 \
   void scribbleTurn##Suffix(const double*, int32_t, const ScribbleNumbers&, float*, float*);                       \
-  void scribbleStrength##Suffix(const double*, const double*, const int32_t*, int32_t, const ScribbleNumbers&,    \
-                                int32_t*);                                                                         \
-  int32_t scribbleCrossings##Suffix(const float* const[4], const float* const[4], int32_t, const ScribbleNumbers&, \
-                                    const ScribbleCells&);                                                         \
+  void scribbleStrength##Suffix(const double*, const double*, int32_t, const ScribbleNumbers&, int32_t*);          \
+  int32_t scribbleCrossings##Suffix(const float* const[4], const float* const[4], const double*, const double*,  \
+                                    int32_t, const ScribbleNumbers&, const ScribbleCells&);                        \
   int32_t scribbleDots##Suffix(const ScribbleCells&, int32_t, int32_t, int32_t, StrokeDot*);
 ML_STROKE_KERNELS(Scalar)
 ML_STROKE_KERNELS(Sse2)

@@ -64,7 +64,6 @@ struct StrokeSingleLane {
   static V load(const double* p) { return *p; }
   static V loadFloats(const float* p) { return *p; }
   static V loadInts(const int32_t* p) { return *p; }
-  static V gather(const double* base, const int32_t* index) { return base[*index]; }
   // The lanes whose bit is set, in lane order, to p onwards; up to width
   // values past them may be written too.
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
@@ -282,16 +281,16 @@ inline double scribbleSlopeAt(const double* gx, const double* gy, int32_t c) {
 }
 
 template <typename L>
-inline void scribbleStrengthColumns(const double* gx, const double* gy, const int32_t* columns, int32_t c,
-                                    const ScribbleNumbers& n, int32_t* values) {
+inline void scribbleStrengthColumns(const double* gx, const double* gy, int32_t c, const ScribbleNumbers& n,
+                                    int32_t* values) {
   using V = typename L::V;
   const V zero = L::splat(0.0), top = L::splat(300.0);
   V m;
   if (gx && gy) {
-    const V x = L::gather(gx, columns + c), y = L::gather(gy, columns + c);
+    const V x = L::load(gx + c), y = L::load(gy + c);
     m = L::sqrt(L::add(L::mul(x, x), L::mul(y, y)));
   } else if (gx || gy) {
-    const V v = L::gather(gx ? gx : gy, columns + c);
+    const V v = L::load(gx ? gx + c : gy + c);
     m = L::select(L::greater(zero, v), L::negate(v), v);
   } else {
     m = zero;
@@ -308,24 +307,25 @@ inline void scribbleStrengthColumns(const double* gx, const double* gy, const in
   if (truncatesExactly<L>(v)) {
     L::storeTruncated(values + c, v);
   } else {
-    for (int32_t k = 0; k < L::width; ++k) values[c + k] = strengthOf(scribbleSlopeAt(gx, gy, columns[c + k]), n);
+    for (int32_t k = 0; k < L::width; ++k) values[c + k] = strengthOf(scribbleSlopeAt(gx, gy, c + k), n);
   }
 }
 
 template <typename L>
-void scribbleStrengthWith(const double* gx, const double* gy, const int32_t* columns, int32_t count,
-                          const ScribbleNumbers& n, int32_t* values) {
+void scribbleStrengthWith(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,
+                          int32_t* values) {
   int32_t c = 0;
-  for (; c + L::width <= count; c += L::width) scribbleStrengthColumns<L>(gx, gy, columns, c, n, values);
-  for (; c < count; ++c) scribbleStrengthColumns<StrokeSingleLane>(gx, gy, columns, c, n, values);
+  for (; c + L::width <= count; c += L::width) scribbleStrengthColumns<L>(gx, gy, c, n, values);
+  for (; c < count; ++c) scribbleStrengthColumns<StrokeSingleLane>(gx, gy, c, n, values);
 }
 
 // Only the level just above the lowest corner's band is followed. No
 // corner above it, or all four: no crossing. The crossing cells are listed
 // without a branch, as with the crests.
 template <typename L>
-inline int32_t scribbleCrossingColumns(const float* const corners[4], const float* const cornerBands[4], int32_t c,
-                                       const ScribbleNumbers& n, const ScribbleCells& cells, int32_t count) {
+inline int32_t scribbleCrossingColumns(const float* const corners[4], const float* const cornerBands[4],
+                                       const double* gx, const double* gy, int32_t c, const ScribbleNumbers& n,
+                                       const ScribbleCells& cells, int32_t count) {
   using V = typename L::V;
   const V zero = L::splat(0.0), one = L::splat(1.0);
   V a[4];
@@ -340,18 +340,21 @@ inline int32_t scribbleCrossingColumns(const float* const corners[4], const floa
   for (int32_t k = 0; k < 4; ++k) above = L::add(above, L::select(L::greater(a[k], threshold), one, zero));
   const uint32_t bits = L::bits(L::both(L::greater(above, L::splat(0.5)), L::greater(L::splat(3.5), above)));
   L::packRamp(cells.column + count, c, bits);
+  if (gx) L::packDoubles(cells.slopeX + count, L::load(gx + c), bits);
+  if (gy) L::packDoubles(cells.slopeY + count, L::load(gy + c), bits);
   L::packFloats(cells.threshold + count, threshold, bits);
   for (int32_t k = 0; k < 4; ++k) L::packFloats(cells.corner[k] + count, a[k], bits);
   return count + __builtin_popcount(bits);
 }
 
 template <typename L>
-int32_t scribbleCrossingsWith(const float* const corners[4], const float* const cornerBands[4], int32_t columns,
-                              const ScribbleNumbers& n, const ScribbleCells& cells) {
+int32_t scribbleCrossingsWith(const float* const corners[4], const float* const cornerBands[4], const double* gx,
+                              const double* gy, int32_t columns, const ScribbleNumbers& n, const ScribbleCells& cells) {
   int32_t c = 0, count = 0;
   for (; c + L::width <= columns; c += L::width)
-    count = scribbleCrossingColumns<L>(corners, cornerBands, c, n, cells, count);
-  for (; c < columns; ++c) count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, c, n, cells, count);
+    count = scribbleCrossingColumns<L>(corners, cornerBands, gx, gy, c, n, cells, count);
+  for (; c < columns; ++c)
+    count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, gx, gy, c, n, cells, count);
   return count;
 }
 
@@ -472,13 +475,14 @@ int32_t scribbleDotsWith(const ScribbleCells& cells, int32_t count, int32_t left
                             float* bands) {                                                                          \
     scribbleTurnWith<Lanes>(directions, count, n, angles, bands);                                                    \
   }                                                                                                                  \
-  void scribbleStrength##Suffix(const double* gx, const double* gy, const int32_t* columns, int32_t count,         \
-                                const ScribbleNumbers& n, int32_t* values) {                                         \
-    scribbleStrengthWith<Lanes>(gx, gy, columns, count, n, values);                                                  \
+  void scribbleStrength##Suffix(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,         \
+                                int32_t* values) {                                                                   \
+    scribbleStrengthWith<Lanes>(gx, gy, count, n, values);                                                           \
   }                                                                                                                  \
-  int32_t scribbleCrossings##Suffix(const float* const corners[4], const float* const cornerBands[4], int32_t count, \
-                                    const ScribbleNumbers& n, const ScribbleCells& cells) {                          \
-    return scribbleCrossingsWith<Lanes>(corners, cornerBands, count, n, cells);                                      \
+  int32_t scribbleCrossings##Suffix(const float* const corners[4], const float* const cornerBands[4],                \
+                                    const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,     \
+                                    const ScribbleCells& cells) {                                                    \
+    return scribbleCrossingsWith<Lanes>(corners, cornerBands, gx, gy, count, n, cells);                              \
   }                                                                                                                  \
   int32_t scribbleDots##Suffix(const ScribbleCells& cells, int32_t count, int32_t left, int32_t y, StrokeDot* dots) { \
     return scribbleDotsWith<Lanes>(cells, count, left, y, dots);                                                     \

@@ -20,7 +20,6 @@ struct StrokeLanesSse2 {
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
   static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesSse2>(p, first, bits); }
-  static V gather(const double* base, const int32_t* index) { return _mm_setr_pd(base[index[0]], base[index[1]]); }
   static V sqrt(V a) { return _mm_sqrt_pd(a); }
   static V min(V a, V b) { return _mm_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(a)); }

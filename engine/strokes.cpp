@@ -191,8 +191,8 @@ int32_t contourDots(float a00, float a01, float a10, float a11, float threshold,
   const float* const bands[4] = {band, band, band, band};
   ScribbleNumbers numbers{};
   numbers.thresholds[0] = numbers.thresholds[1] = numbers.thresholds[2] = threshold;
-  const ScribbleCells cells{column, strength, level, {c00, c01, c10, c11}};
-  if (scribbleCrossingsScalar(corners, bands, 1, numbers, cells) == 0) return 0;
+  const ScribbleCells cells{column, nullptr, nullptr, strength, level, {c00, c01, c10, c11}};
+  if (scribbleCrossingsScalar(corners, bands, nullptr, nullptr, 1, numbers, cells) == 0) return 0;
   strength[0] = value;
   StrokeDot found[4];
   const int32_t count = scribbleDotsScalar(cells, 1, x, y, found);

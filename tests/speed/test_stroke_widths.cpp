@@ -195,12 +195,13 @@ TEST(CrestWidths, FlatRowsAreCrestsEverywhere) {
 // The crossing cells of a row, in arrays of their own.
 struct RowCells {
   std::vector<int32_t> column, value;
+  std::vector<double> slopes;
   std::vector<float> numbers;
   ScribbleCells cells;
   explicit RowCells(int32_t count)
-      : column(size_t(count) + 8), value(column.size()), numbers(column.size() * 5) {
+      : column(size_t(count) + 8), value(column.size()), slopes(column.size() * 2), numbers(column.size() * 5) {
     const size_t room = column.size();
-    cells = ScribbleCells{column.data(), value.data(), numbers.data(),
+    cells = ScribbleCells{column.data(), slopes.data(), slopes.data() + room, value.data(), numbers.data(),
                           {numbers.data() + room, numbers.data() + 2 * room, numbers.data() + 3 * room,
                            numbers.data() + 4 * room}};
   }
@@ -249,11 +250,8 @@ TEST(ScribbleWidths, EveryWidthGivesTheScalarNumbers) {
       for (int32_t planes = 0; planes < 4; ++planes) {
         const double* x = planes & 1 ? gx.data() : nullptr;
         const double* y = planes & 2 ? gy.data() : nullptr;
-        // The strengths of every cell, and of a list of cells out of order.
-        std::vector<int32_t> everyCell(directions.size()), scattered(directions.size());
-        for (int32_t j = 0; j < count; ++j) everyCell[j] = j, scattered[j] = (j * 5 + 3) % count;
-        std::vector<int32_t> values(directions.size()), gotValues(values), scatteredValues(values);
-        scalar.scribbleStrength(x, y, everyCell.data(), count, n, values.data());
+        std::vector<int32_t> values(directions.size()), gotValues(values);
+        scalar.scribbleStrength(x, y, count, n, values.data());
         for (SimdLevel level : levelsHere()) {
           const StrokeKernels kernels = strokeKernelsFor(level);
           SCOPED_TRACE(std::string(simdLevelName(level)) + " count " + std::to_string(count) + " angle " +
@@ -261,10 +259,8 @@ TEST(ScribbleWidths, EveryWidthGivesTheScalarNumbers) {
           kernels.scribbleTurn(directions.data(), count, n, gotAngles.data(), gotBands.data());
           EXPECT_EQ(std::memcmp(gotAngles.data(), angles.data(), angles.size() * sizeof(float)), 0);
           EXPECT_EQ(gotBands, bands);
-          kernels.scribbleStrength(x, y, everyCell.data(), count, n, gotValues.data());
+          kernels.scribbleStrength(x, y, count, n, gotValues.data());
           EXPECT_EQ(gotValues, values);
-          kernels.scribbleStrength(x, y, scattered.data(), count, n, scatteredValues.data());
-          for (int32_t j = 0; j < count; ++j) EXPECT_EQ(scatteredValues[j], values[scattered[j]]);
         }
       }
       if (count < 2) continue;
@@ -272,15 +268,22 @@ TEST(ScribbleWidths, EveryWidthGivesTheScalarNumbers) {
       const float* corners[4] = {angles.data(), angles.data() + 1, below.data(), below.data() + 1};
       const float* cornerBands[4] = {bands.data(), bands.data() + 1, belowBands.data(), belowBands.data() + 1};
       RowCells expected(cellsWide), got(cellsWide);
-      const int32_t crossing = scalar.scribbleCrossings(corners, cornerBands, cellsWide, n, expected.cells);
-      scalar.scribbleStrength(gx.data(), gy.data(), expected.cells.column, crossing, n, expected.cells.value);
+      const int32_t crossing =
+          scalar.scribbleCrossings(corners, cornerBands, gx.data(), gy.data(), cellsWide, n, expected.cells);
+      // The slopes travel with the cells: their strengths are those of
+      // their columns.
+      scalar.scribbleStrength(expected.cells.slopeX, expected.cells.slopeY, crossing, n, expected.cells.value);
+      std::vector<int32_t> everyValue(directions.size());
+      scalar.scribbleStrength(gx.data(), gy.data(), cellsWide, n, everyValue.data());
+      for (int32_t i = 0; i < crossing; ++i) EXPECT_EQ(expected.cells.value[i], everyValue[expected.cells.column[i]]);
       std::vector<StrokeDot> expectedDots(size_t(2 * crossing + 2)), gotDots(expectedDots.size());
       const int32_t dotCount = scalar.scribbleDots(expected.cells, crossing, 37, 5, expectedDots.data());
       for (SimdLevel level : levelsHere()) {
         const StrokeKernels kernels = strokeKernelsFor(level);
         SCOPED_TRACE(std::string(simdLevelName(level)) + " count " + std::to_string(count));
-        ASSERT_EQ(kernels.scribbleCrossings(corners, cornerBands, cellsWide, n, got.cells), crossing);
-        kernels.scribbleStrength(gx.data(), gy.data(), got.cells.column, crossing, n, got.cells.value);
+        ASSERT_EQ(kernels.scribbleCrossings(corners, cornerBands, gx.data(), gy.data(), cellsWide, n, got.cells),
+                  crossing);
+        kernels.scribbleStrength(got.cells.slopeX, got.cells.slopeY, crossing, n, got.cells.value);
         EXPECT_TRUE(got.sameAs(expected, crossing));
         ASSERT_EQ(kernels.scribbleDots(expected.cells, crossing, 37, 5, gotDots.data()), dotCount);
         EXPECT_EQ(std::memcmp(gotDots.data(), expectedDots.data(), sizeof(StrokeDot) * size_t(dotCount)), 0);
