@@ -15,7 +15,6 @@ struct StrokeLanesAvx2 {
   static V loadInts(const int32_t* p) {
     return _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
   }
-  static V ramp(double first) { return _mm256_add_pd(_mm256_set1_pd(first), _mm256_setr_pd(0.0, 1.0, 2.0, 3.0)); }
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
   static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, first, bits); }

@@ -22,9 +22,6 @@ struct StrokeLanesAvx512 {
   static V loadInts(const int32_t* p) {
     return _mm512_cvtepi32_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
   }
-  static V ramp(double first) {
-    return _mm512_add_pd(_mm512_set1_pd(first), _mm512_setr_pd(0.0, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0));
-  }
   // Packed in a register (the 512-bit forms: only the foundation set is
   // assumed) and stored whole: eight values at p.
   static void packFloats(float* p, V v, uint32_t bits) {

@@ -22,37 +22,30 @@ namespace {
 // The packs of lanes one lane at a time, for the widths without a packing
 // instruction: every lane is written at the end, which moves on only past
 // a lane whose bit is set.
+template <int32_t width, typename T>
+inline void packArray(T* p, const T* lanes, uint32_t bits) {
+  for (int32_t lane = 0, n = 0; lane < width; ++lane) {
+    p[n] = lanes[lane];
+    n += static_cast<int32_t>((bits >> lane) & 1u);
+  }
+}
 template <typename L>
 inline void packLanes(float* p, typename L::V v, uint32_t bits) {
   float lanes[L::width];
   L::storeFloats(lanes, v);
-  for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
-    p[n] = lanes[lane];
-    n += static_cast<int32_t>((bits >> lane) & 1u);
-  }
+  packArray<L::width>(p, lanes, bits);
 }
 template <typename L>
 inline void packLanes(double* p, typename L::V v, uint32_t bits) {
   double lanes[L::width];
   L::store(lanes, v);
-  for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
-    p[n] = lanes[lane];
-    n += static_cast<int32_t>((bits >> lane) & 1u);
-  }
-}
-template <typename L>
-inline void packLanes(int32_t* p, const int32_t* from, uint32_t bits) {
-  for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
-    p[n] = from[lane];
-    n += static_cast<int32_t>((bits >> lane) & 1u);
-  }
+  packArray<L::width>(p, lanes, bits);
 }
 template <typename L>
 inline void packLanes(int32_t* p, int32_t first, uint32_t bits) {
-  for (int32_t lane = 0, n = 0; lane < L::width; ++lane) {
-    p[n] = first + lane;
-    n += static_cast<int32_t>((bits >> lane) & 1u);
-  }
+  int32_t lanes[L::width];
+  for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
+  packArray<L::width>(p, lanes, bits);
 }
 
 // One double at a time: the columns past the last whole vector, and the
@@ -69,8 +62,6 @@ struct StrokeSingleLane {
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
   static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeSingleLane>(p, first, bits); }
-  // first, first + 1, ... across the lanes.
-  static V ramp(double first) { return first; }
   static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
   static V sqrt(V a) { return numeric::squareRoot(a); }
   static V min(V a, V b) { return b < a ? b : a; }
@@ -166,12 +157,6 @@ void thinHardRowWith(const double* m, intptr_t stride, const double* gx, const d
     thinHardColumns<L>(m, stride, gx, gy, c, scaledWeight, depthScale, maxValue, edges);
   for (; c < columns; ++c)
     thinHardColumns<StrokeSingleLane>(m, stride, gx, gy, c, scaledWeight, depthScale, maxValue, edges);
-}
-
-// v is 0 exactly: the one value a divisor is replaced at.
-template <typename L>
-inline typename L::M isZero(typename L::V v) {
-  return L::both(L::greaterEqual(v, L::splat(0.0)), L::greaterEqual(L::splat(0.0), v));
 }
 
 // Lists the crests among L::width columns from c without a branch.
@@ -356,6 +341,12 @@ int32_t scribbleCrossingsWith(const float* const corners[4], const float* const 
   for (; c < columns; ++c)
     count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, gx, gy, c, n, cells, count);
   return count;
+}
+
+// v is 0 exactly: the one value a divisor is replaced at.
+template <typename L>
+inline typename L::M isZero(typename L::V v) {
+  return L::both(L::greaterEqual(v, L::splat(0.0)), L::greaterEqual(L::splat(0.0), v));
 }
 
 // Where the level crosses the side from corner value p to q (both less

@@ -16,7 +16,6 @@ struct StrokeLanesSse2 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
   }
   static V loadInts(const int32_t* p) { return _mm_cvtepi32_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
-  static V ramp(double first) { return _mm_setr_pd(first, first + 1.0); }
   static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
   static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
   static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesSse2>(p, first, bits); }

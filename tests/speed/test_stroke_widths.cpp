@@ -121,14 +121,15 @@ struct CrestLists {
   std::vector<float> numbers;
   std::vector<double> magnitude;
   CrestPixels crests;
-  explicit CrestLists(int32_t columns) : column(size_t(columns) + 8), numbers(column.size() * 5), magnitude(column.size()) {
+  explicit CrestLists(int32_t columns)
+      : column(size_t(columns) + 8), numbers(column.size() * 5), magnitude(column.size()) {
     const size_t room = column.size();
     float* at = numbers.data();
     crests = CrestPixels{column.data(), at, at + room, at + 2 * room, at + 3 * room, at + 4 * room, magnitude.data()};
   }
   Crest at(int32_t i) const {
     return Crest{crests.column[i], crests.p1[i], crests.p2[i], crests.flip[i],
-                 crests.dx[i],     crests.dy[i], crests.magnitude[i]};
+                 crests.dx[i], crests.dy[i], crests.magnitude[i]};
   }
 };
 
@@ -180,8 +181,8 @@ TEST(CrestWidths, EveryLevelGivesTheOnePixelCrests) {
 // Equal neighbours all along a row: p1 = p2 = 0 makes every pixel a crest.
 TEST(CrestWidths, FlatRowsAreCrestsEverywhere) {
   const int32_t columns = 19;
-  CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0), std::vector<double>(size_t(columns), 1.0),
-                 std::vector<double>(size_t(columns), 1.0)};
+  CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0),
+                 std::vector<double>(size_t(columns), 1.0), std::vector<double>(size_t(columns), 1.0)};
   CrestLists got(columns);
   for (SimdLevel level : levelsHere()) {
     EXPECT_EQ(strokeKernelsFor(level).thinSoftRow(rows.centre(), columns + 2, rows.gx.data(), rows.gy.data(), columns,
@@ -365,7 +366,8 @@ TEST(ScribbleWidths, ContourDotsFollowTheCaseTable) {
         const int32_t kase = cornerCase(a, threshold);
         if (kase == 0 || kase == 15) continue;
         saddles += kase == 6 || kase == 9;
-        for (const StrokeDot& dot : tableContourDots(a, threshold, c + 9, 4, row.cells.value[c])) expected.push_back(dot);
+        for (const StrokeDot& dot : tableContourDots(a, threshold, c + 9, 4, row.cells.value[c]))
+          expected.push_back(dot);
         row.cells.column[listed] = row.cells.column[c], row.cells.value[listed] = row.cells.value[c];
         row.cells.threshold[listed] = row.cells.threshold[c];
         for (int32_t k = 0; k < 4; ++k) row.cells.corner[k][listed] = row.cells.corner[k][c];
