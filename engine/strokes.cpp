@@ -16,12 +16,11 @@
 
 namespace {
 
-// The larger of a cell and a share already limited to 0..255 and truncated.
-// That is the cell raised to the share (at most 255, truncated) if the
-// share is larger: a share above the cell truncates to at least the cell,
-// one not above it to at most the cell.
-// Stored either way: whether a share wins follows the picture and would
-// be a branch mispredicted often.
+// The larger of a cell and a share already limited to 0..255 and truncated:
+// the cell raised to the share (at most 255, truncated) if the share is
+// larger, as a share above the cell truncates to at least the cell and one
+// not above it to at most the cell. Stored either way: whether a share wins
+// follows the picture, and a branch on it would often be mispredicted.
 inline void raiseTo(uint8_t* cell, int32_t share) {
   const int32_t old = *cell;
   *cell = static_cast<uint8_t>(share > old ? share : old);
