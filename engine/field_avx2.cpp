@@ -4,38 +4,20 @@
 
 #include "engine/field_kernels.h"
 #include "engine/field_passes.h"
-
-namespace {
-
-struct LanesAvx2 {
-  using V = __m256d;
-  static constexpr int32_t width = 4;
-  static V load(const double* p) { return _mm256_loadu_pd(p); }
-  static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
-  static V splat(double x) { return _mm256_set1_pd(x); }
-  static V add(V a, V b) { return _mm256_add_pd(a, b); }
-  static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
-  static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
-  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
-  static V min(V a, V b) { return _mm256_min_pd(a, b); }
-  static V max(V a, V b) { return _mm256_max_pd(a, b); }
-  static void storeTruncated(int32_t* p, V v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v)); }
-};
-
-}  // namespace
+#include "numeric/simd_lanes_avx2.h"
 
 void smoothRowsAvx2(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
                      double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  smoothRowsWith<LanesAvx2>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
+  smoothRowsWith<DoubleLanesAvx2>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
 }
 
 void slopeRowsAvx2(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
                     double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  slopeRowsWith<LanesAvx2>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
+  slopeRowsWith<DoubleLanesAvx2>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
 }
 
 void slopeEdgesAvx2(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
-  slopeEdgesWith<LanesAvx2>(gx, gy, k, maxValue, count, edges);
+  slopeEdgesWith<DoubleLanesAvx2>(gx, gy, k, maxValue, count, edges);
 }
 
 // Eight pixels at a time: each half widened to 16 bits and weighted in

@@ -1,12 +1,6 @@
 // The tangled family's rows sixteen floats at a time, built for AVX-512F alone;
 // chosen at run time only where the CPU has it.
 
-// GCC's own headers leave a don't-care operand of the masked forms unset,
-// and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-
 #include "engine/tangled_kernels.h"
 #include "engine/tangled_rows.h"
 #include "numeric/simd_lanes_avx512.h"

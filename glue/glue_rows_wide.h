@@ -1,14 +1,14 @@
 // The row forms of the slow colour modes at N lanes (8 for AVX2, 16 for
-// AVX-512), written once with the compiler's vector types and included by
-// one source file per target, inside that file's anonymous namespace, after
-// it has defined:
-//   N                      the lane count
-//   F, I, D, L             N floats, N int32, N doubles, N int64
-//   F rootOf(F)            the IEEE square root of every lane
-//   I gatherWords(const void* base, I byteOffsets)   one 32-bit word per lane
-//   void storeInterleaved(int32_t* out, I r, I g, I b)   r0 g0 b0 r1 g1 b1 ...
-//   bool anyLane(I mask)   whether any lane is set
-//   D gatherDoubles(const double* base, I index)
+// AVX-512), written once with the compiler's vector types. One source file
+// per target includes this after it has defined, in glue's anonymous
+// namespace, a struct WideLanes: the shared float lanes of its width
+// (numeric/simd_lanes_*.h, which give the square root) and
+//   Words, HalfIndex                      N and N/2 32-bit integers
+//   Words gatherWords(const void* base, Words byteOffsets)   a word per lane
+//   void storeInterleaved(int32_t* out, Words r, Words g, Words b)
+//                                         r0 g0 b0 r1 g1 b1 ...
+//   bool anyLane(Words mask)              whether any lane is set
+//   Double::V gatherDoubles(const double* base, HalfIndex index)
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
 // and glue_colour_modes.cpp, in the same order and precision, like the
@@ -21,10 +21,52 @@
 // inline function of the shared headers: the linker keeps one copy of each,
 // and a wide copy would then run on CPUs without the instructions. It calls
 // only out-of-line functions (the top-colour cache entries, the pixel
-// functions, numeric::) and its own lane code.
+// functions, numeric::), its own lane code and the lanes' (internal
+// linkage, one copy per target).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "glue/colour_convert.h"
+#include "glue/fast_angle.h"
+#include "glue/glue_colour_shared.h"
+#include "glue/glue_scale.h"
+#include "glue/glue_simd.h"
+#include "numeric/portable_math.h"
+
+namespace glue {
+namespace {
 
 // ---------------------------------------------------------------------------
 // Lanes
+
+constexpr int N = WideLanes::width;
+typedef float F __attribute__((vector_size(4 * N)));
+typedef int32_t I __attribute__((vector_size(4 * N)));
+typedef double D __attribute__((vector_size(8 * N)));
+typedef int64_t L __attribute__((vector_size(8 * N)));
+
+inline F rootOf(F x) { return F(WideLanes::sqrt(x)); }
+inline I gatherWords(const void* base, I byteOffsets) {
+  return I(WideLanes::gatherWords(base, WideLanes::Words(byteOffsets)));
+}
+inline void storeInterleaved(int32_t* out, I r, I g, I b) {
+  using Words = WideLanes::Words;
+  WideLanes::storeInterleaved(out, Words(r), Words(g), Words(b));
+}
+inline bool anyLane(I mask) { return WideLanes::anyLane(WideLanes::Words(mask)); }
+// The doubles span two registers: each half of the indices gathers one.
+inline D gatherDoubles(const double* base, I index) {
+  WideLanes::HalfIndex at[2];
+  std::memcpy(at, &index, sizeof at);
+  const WideLanes::Double::V halves[2] = {WideLanes::gatherDoubles(base, at[0]),
+                                          WideLanes::gatherDoubles(base, at[1])};
+  D out;
+  std::memcpy(&out, halves, sizeof out);
+  return out;
+}
 
 inline F splat(float v) { return F{} + v; }
 inline D splatD(double v) { return D{} + v; }
@@ -698,3 +740,6 @@ GlueRowFunction wideRowFunctionOf(int mode) {
 inline GlueRowFunction wideRowFunction(int mode, int depth) {
   return depth == 16 ? wideRowFunctionOf<Scale16>(mode) : wideRowFunctionOf<Scale8>(mode);
 }
+
+}  // namespace
+}  // namespace glue

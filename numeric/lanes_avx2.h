@@ -10,12 +10,6 @@
 
 #include "numeric/simd_lanes_avx2.h"
 
-// GCC's own headers leave a don't-care operand of the masked and gathering
-// forms unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-
 namespace {
 
 struct LanesAvx2 : DoubleLanesAvx2 {
@@ -38,9 +32,6 @@ struct LanesAvx2 : DoubleLanesAvx2 {
     const __m128i pairs = _mm_slli_epi32(index, 1);
     *first = _mm256_i32gather_pd(&table[0][0], pairs, 8);
     *second = _mm256_i32gather_pd(&table[0][1], pairs, 8);
-  }
-  static void storeTruncated(int32_t* p, V v) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v));
   }
 };
 

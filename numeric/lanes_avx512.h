@@ -10,12 +10,6 @@
 
 #include "numeric/simd_lanes_avx512.h"
 
-// GCC's own headers leave a don't-care operand of the masked and gathering
-// forms unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-
 namespace {
 
 struct LanesAvx512 : DoubleLanesAvx512 {
@@ -46,9 +40,6 @@ struct LanesAvx512 : DoubleLanesAvx512 {
     const __m256i pairs = _mm256_slli_epi32(index, 1);
     *first = _mm512_i32gather_pd(pairs, &table[0][0], 8);
     *second = _mm512_i32gather_pd(pairs, &table[0][1], 8);
-  }
-  static void storeTruncated(int32_t* p, V v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvttpd_epi32(v));
   }
 };
 

@@ -33,7 +33,6 @@ struct LanesSse2 : DoubleLanesSse2 {
     *first = _mm_set_pd(table[j1][0], table[j0][0]);
     *second = _mm_set_pd(table[j1][1], table[j0][1]);
   }
-  static void storeTruncated(int32_t* p, V v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_cvttpd_epi32(v)); }
 };
 
 }  // namespace

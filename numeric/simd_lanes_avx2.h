@@ -3,9 +3,9 @@
 // linkage. The operations are those of numeric/simd_lanes_sse2.h.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
+
+#include "numeric/simd_wide.h"
 
 namespace {
 
@@ -16,6 +16,9 @@ struct DoubleLanesAvx2 {
   static constexpr int32_t width = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
+  static void storeTruncated(int32_t* p, V v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v));
+  }
   static V splat(double x) { return _mm256_set1_pd(x); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }

@@ -4,9 +4,9 @@
 // those of numeric/simd_lanes_sse2.h; comparisons give bit masks.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
+
+#include "numeric/simd_wide.h"
 
 namespace {
 
@@ -17,6 +17,9 @@ struct DoubleLanesAvx512 {
   static constexpr int32_t width = 8;
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static void store(double* p, V v) { _mm512_storeu_pd(p, v); }
+  static void storeTruncated(int32_t* p, V v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_cvttpd_epi32(v));
+  }
   static V splat(double x) { return _mm512_set1_pd(x); }
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V sub(V a, V b) { return _mm512_sub_pd(a, b); }

@@ -20,6 +20,8 @@ struct DoubleLanesSse2 {
   static constexpr int32_t width = 2;
   static V load(const double* p) { return _mm_loadu_pd(p); }
   static void store(double* p, V v) { _mm_storeu_pd(p, v); }
+  // The lanes truncated toward zero to 32-bit integers, `width` of them.
+  static void storeTruncated(int32_t* p, V v) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_cvttpd_epi32(v)); }
   static V splat(double x) { return _mm_set1_pd(x); }
   static V add(V a, V b) { return _mm_add_pd(a, b); }
   static V sub(V a, V b) { return _mm_sub_pd(a, b); }

@@ -2,6 +2,7 @@
 // on the planes themselves and on whole renders through the entry point.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -116,7 +117,7 @@ TEST(FieldWidths, SlopeEdgesEqualTheScalarValues) {
     gy[i] = (static_cast<double>(nextRandom(&state) % 20001) - 10000.0) * 0.0113;
   }
   gx[3] = 0.0, gy[3] = -0.0;
-  for (double k : {1.0, 0.37, 64.0, -2.0})
+  for (double k : {1.0, 0.37, 64.0, -2.0, HUGE_VAL})  // HUGE_VAL: a zero slope gives NaN, the limits maxValue
     for (int32_t maxValue : {255, 32768})
       for (int32_t planes = 1; planes <= 3; ++planes)
         for (int32_t count : {1, 8, 37}) {
