@@ -1,8 +1,7 @@
 // The stroke styles' row tests four doubles at a time (avx2), built for that
 // target alone; chosen at run time only where the CPU has it.
-#include <immintrin.h>
-
 #include "engine/stroke_rows.h"
+#include "numeric/simd_wide.h"
 
 namespace {
 

@@ -1,15 +1,7 @@
 // The stroke styles' row tests eight doubles at a time (avx512), built for
 // that target alone; chosen at run time only where the CPU has it.
-#include <immintrin.h>
-
-// GCC's own headers leave a don't-care operand of the masked forms behind
-// the conversions unset, and then warn about it.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-
 #include "engine/stroke_rows.h"
+#include "numeric/simd_wide.h"
 
 namespace {
 
