@@ -47,6 +47,7 @@ DrawableLayout drawableLayout(gint32 image, gint32 drawable) {
   const Babl* own = gimp_drawable_get_format(drawable);
   layout.format = babl_format_with_space((model + (layout.depth == 8 ? " u8" : " u16")).c_str(), own);
   layout.displayFormat = babl_format_with_space((model + " u8").c_str(), own);
+  layout.ownFormat = layout.format == own;
   return layout;
 }
 

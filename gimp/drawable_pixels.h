@@ -17,6 +17,7 @@ struct DrawableLayout {
   int32_t depth = 8;
   const Babl* format = nullptr;       // the format the pixels travel in
   const Babl* displayFormat = nullptr;  // the same at 8 bits, for previews
+  bool ownFormat = false;             // `format` is the drawable's own
 };
 
 DrawableLayout drawableLayout(gint32 image, gint32 drawable);

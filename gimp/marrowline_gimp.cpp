@@ -1,13 +1,18 @@
 // marrowline-gimp: the GIMP 2.10 plug-in program. It registers the procedure
-// plug-in-marrowline under Filters > Quellfire, reads the drawable through
-// GEGL at its own precision, runs the module Marrowline.so beside this
-// program through the substitute host's session, and writes the result into
-// the shadow buffer, which GIMP merges by the selection with undo.
+// plug-in-marrowline under Filters > Quellfire, reads the drawable at its own
+// precision (tile by tile over the plug-in pipe, or through GEGL), runs the
+// module Marrowline.so beside this program through the substitute host's
+// session, and writes the result into the shadow buffer, which GIMP merges
+// by the selection with undo.
 #include <libgimp/gimp.h>
+
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 #include <string>
 #include <vector>
@@ -16,6 +21,7 @@
 #include "gimp/filter_dialog.h"
 #include "gimp/filter_run.h"
 #include "gimp/filter_values.h"
+#include "gimp/tile_wire.h"
 #include "pihost/plugin_module.h"
 
 namespace {
@@ -102,35 +108,102 @@ struct StepTimer {
   }
 };
 
-// The drawable's buffers as the transfer thread moves strips through them.
+// The ends of the plug-in pipe, as GIMP 2.10 names them on the command line
+// ("-gimp", read end, write end, "-run", ...); -1 when not known.
+int pipeFromGimp = -1;
+int pipeToGimp = -1;
+
+// The processor time GIMP's main thread, which serves the tiles, has had
+// so far (in ms; 0 where the system does not tell).
+double gimpThreadCpuMs() {
+  gchar* text = nullptr;
+  const std::string path = "/proc/" + std::to_string(getppid()) + "/schedstat";
+  if (!g_file_get_contents(path.c_str(), &text, nullptr, nullptr)) return 0;
+  const double ns = g_ascii_strtod(text, nullptr);
+  g_free(text);
+  return ns / 1e6;
+}
+
+// This process's processor time so far, all threads (in ms).
+double processCpuMs() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
+}
+
+// The drawable's buffers as the transfer thread moves strips through them:
+// over the pipe directly when the pixels travel in the drawable's own format
+// and GIMP shares memory with this process, else through GEGL.
 struct DrawableMoves {
   GeglBuffer* buffer = nullptr;
   GeglBuffer* shadow = nullptr;
   const Babl* format = nullptr;
   gint left = 0, width = 0;  // the filter rectangle's columns
+  bool direct = false;
+  TileWire wire;
 };
 
+void setUpDirectMoves(DrawableMoves* moves, gint32 drawable, gint width, gint height, const DrawableLayout& layout) {
+  if (g_getenv("MARROWLINE_GIMP_GEGL") || pipeFromGimp < 0 || pipeToGimp < 0 || gimp_shm_ID() < 0 ||
+      !layout.ownFormat)
+    return;
+  moves->direct = true;
+  moves->wire.fromGimp = pipeFromGimp;
+  moves->wire.toGimp = pipeToGimp;
+  moves->wire.shared = gimp_shm_addr();
+  moves->wire.drawable = drawable;
+  moves->wire.width = width;
+  moves->wire.height = height;
+  moves->wire.tileWidth = gint32(gimp_tile_width());
+  moves->wire.tileHeight = gint32(gimp_tile_height());
+  moves->wire.pixelBytes = babl_format_get_bytes_per_pixel(layout.format);
+}
+
+// A pipe that answers out of turn leaves nothing to save: end as libgimp does.
+void checkWire(bool ok) {
+  if (!ok) {
+    g_printerr("marrowline-gimp: GIMP's answer on the tile pipe was not the one asked for\n");
+    gimp_quit();
+  }
+}
+
+// Rows top..bottom: whole tile rows, or (through GEGL) any rows.
 void readStrip(void* context, HostImage* source, HostImage* filtered, int32_t top, int32_t bottom) {
   const auto* moves = static_cast<const DrawableMoves*>(context);
   const size_t rowBytes = pictureRowBytes(*source);
-  auto* to = static_cast<uint8_t*>(pictureSamples(*source)) + size_t(top) * rowBytes;
-  gegl_buffer_get(moves->buffer, GEGL_RECTANGLE(0, top, source->width, bottom - top), 1.0, moves->format, to,
-                  gint(rowBytes), GEGL_ABYSS_NONE);
-  std::memcpy(static_cast<uint8_t*>(pictureSamples(*filtered)) + size_t(top) * rowBytes, to,
-              size_t(bottom - top) * rowBytes);
+  auto* to = static_cast<uint8_t*>(pictureSamples(*source));
+  auto* copy = filtered == source ? nullptr : static_cast<uint8_t*>(pictureSamples(*filtered));
+  if (moves->direct) {
+    for (int32_t row = top / moves->wire.tileHeight; row * moves->wire.tileHeight < bottom; ++row)
+      checkWire(tileWireReadRow(moves->wire, row, to, copy, rowBytes));
+    return;
+  }
+  gegl_buffer_get(moves->buffer, GEGL_RECTANGLE(0, top, source->width, bottom - top), 1.0, moves->format,
+                  to + size_t(top) * rowBytes, gint(rowBytes), GEGL_ABYSS_NONE);
+  if (copy) std::memcpy(copy + size_t(top) * rowBytes, to + size_t(top) * rowBytes, size_t(bottom - top) * rowBytes);
 }
 
+// Directly, the tiles holding the rows go out whole, at once; through GEGL
+// they wait in its cache for sendStrips.
 void stageStrip(void* context, const HostImage& filtered, int32_t top, int32_t bottom) {
   const auto* moves = static_cast<const DrawableMoves*>(context);
   const size_t rowBytes = pictureRowBytes(filtered);
-  const auto* from = static_cast<const uint8_t*>(pictureSamples(filtered)) + size_t(top) * rowBytes +
-                     size_t(moves->left) * picturePixelBytes(filtered);
+  const auto* pixels = static_cast<const uint8_t*>(pictureSamples(filtered));
+  if (moves->direct) {
+    for (int32_t row = top / moves->wire.tileHeight; row * moves->wire.tileHeight < bottom; ++row)
+      checkWire(tileWireWriteRow(moves->wire, row, moves->left, moves->left + moves->width, pixels, rowBytes));
+    return;
+  }
   gegl_buffer_set(moves->shadow, GEGL_RECTANGLE(moves->left, top, moves->width, bottom - top), 0, moves->format,
-                  from, gint(rowBytes));
+                  pixels + size_t(top) * rowBytes + size_t(moves->left) * picturePixelBytes(filtered),
+                  gint(rowBytes));
 }
 
 // The staged tiles go over the wire now, not when the buffer is let go.
-void sendStrips(void* context) { gegl_buffer_flush(static_cast<const DrawableMoves*>(context)->shadow); }
+void sendStrips(void* context) {
+  const auto* moves = static_cast<const DrawableMoves*>(context);
+  if (!moves->direct) gegl_buffer_flush(moves->shadow);
+}
 
 bool showFraction(void*, double fraction) { return gimp_progress_update(fraction); }
 
@@ -162,6 +235,8 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   }
   const bool streaming = g_getenv("MARROWLINE_GIMP_SEQUENTIAL") == nullptr;
   StepTimer timer;
+  const double gimpCpuBefore = timer.on ? gimpThreadCpuMs() : 0;
+  const double processCpuStart = processCpuMs();
   // Every call on GIMP's wire is made before the transfer thread starts or
   // after it has ended, or on that thread.
   DrawableMoves moves;
@@ -170,6 +245,7 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   moves.format = layout.format;
   moves.left = x;
   moves.width = width;
+  setUpDirectMoves(&moves, drawable, drawableWidth, drawableHeight, layout);
   GimpRGB color;
   FilterRunHooks hooks;
   gimp_context_get_foreground(&color);
@@ -199,8 +275,10 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   }
   timer.add("read", timer.lap());
 
+  const double processCpuBefore = processCpuMs();
   const int16_t result =
       runFilterOverPicture(module.entry, &picture, x, y, x + width, y + height, values, hooks, message);
+  const double runCpuMs = processCpuMs() - processCpuBefore;
   unloadPluginModule(&module);
   // The run ends with sending the strips the filter finished last: that
   // part is the write's. The filter's time includes its waits for rows.
@@ -209,6 +287,9 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   g_object_unref(moves.shadow);
   g_object_unref(moves.buffer);
   const double writeMs = timer.lap() + transfer.counts.tailMs;
+  // Moving the pixels: on the transfer thread, or here around the filter.
+  const double movesCpuMs =
+      streaming ? transfer.counts.threadCpuMs : processCpuMs() - processCpuStart - runCpuMs;
   if (result != 0) {
     *cancelled = result == userCanceledErr || progress.cancelled || transfer.cancelled;
     return false;
@@ -220,11 +301,14 @@ bool filterDrawable(gint32 image, gint32 drawable, const GimpFilterValues& value
   timer.add("write", writeMs);
   timer.add("merge", timer.lap());
   timer.add("wait", transfer.counts.filterWaitMs);
+  // Processor time, steadier than the clock on a busy machine.
+  timer.add("GIMP cpu", gimpThreadCpuMs() - gimpCpuBefore);
+  timer.add("filter cpu", runCpuMs - transfer.counts.threadCpuMs);
+  timer.add("transfer cpu", movesCpuMs);
   timer.note("strips read " + std::to_string(transfer.counts.stripsRead) + ", written " +
              std::to_string(transfer.counts.stripsWritten) + " (" +
-             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), shm " +
-             (gimp_shm_ID() >= 0 ? "yes" : "no") + ", own format " +
-             (layout.format == gimp_drawable_get_format(drawable) ? "yes" : "no"));
+             std::to_string(transfer.counts.stripsWrittenEarly) + " while filtering), tiles " +
+             (moves.direct ? "over the pipe" : "through GEGL"));
   return true;
 }
 
@@ -320,4 +404,10 @@ void run(const gchar*, gint nparams, const GimpParam* param, gint* nreturn_vals,
 
 const GimpPlugInInfo PLUG_IN_INFO = {nullptr, nullptr, query, run};
 
-MAIN()
+int main(int argc, char* argv[]) {
+  if (argc > 4 && std::strcmp(argv[1], "-gimp") == 0 && argv[4][0] == '-') {
+    pipeFromGimp = std::atoi(argv[2]);
+    pipeToGimp = std::atoi(argv[3]);
+  }
+  return gimp_main(&PLUG_IN_INFO, argc, argv);
+}

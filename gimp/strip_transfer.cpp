@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <ctime>
 
 #include "gimp/picture_rows.h"
 
@@ -13,6 +14,12 @@ using Written = StripTransfer::Written;
 
 double msSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double threadCpuMs() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
 int32_t stripCount(const StripTransfer& t) { return (t.source->height + t.stripRows - 1) / t.stripRows; }
@@ -31,14 +38,6 @@ bool rowsPresent(const StripTransfer& t, int32_t top, int32_t bottom) {
   for (int32_t s = top / t.stripRows; s * t.stripRows < bottom; ++s)
     if (!t.present[size_t(s)].load(std::memory_order_acquire)) return false;
   return true;
-}
-
-// The strip at place `k` of the reading order: the output's first strip and
-// those below it, then the ones above.
-int32_t stripInReadingOrder(const StripTransfer& t, int32_t k) {
-  const int32_t first = std::min(t.outputTop / t.stripRows, stripCount(t) - 1);
-  const int32_t below = stripCount(t) - first;
-  return k < below ? first + k : k - below;
 }
 
 // Whether the filtered rows of a strip, within the output's columns, still
@@ -84,9 +83,12 @@ Job nextJob(StripTransfer* t, int32_t* strip) {
       return Job::Write;
     }
   }
-  while (t->nextRead < count && t->present[size_t(stripInReadingOrder(*t, t->nextRead))]) t->nextRead++;
+  // Reading ahead takes the strips that hold output, top down; the rows
+  // above and below that only the filter's margin reaches come when asked
+  // for, and the rest of a tall layer not at all.
+  while (t->nextRead < count && (t->present[size_t(t->nextRead)] || !holdsOutput(*t, t->nextRead))) t->nextRead++;
   if (t->nextRead < count) {
-    *strip = stripInReadingOrder(*t, t->nextRead);
+    *strip = t->nextRead;
     return Job::Read;
   }
   if (t->moves.progress && int32_t(t->fraction * 100.0) != t->percentShown) return Job::Progress;
@@ -98,7 +100,10 @@ void transferLoop(StripTransfer* t) {
   for (;;) {
     int32_t strip = -1;
     const Job job = nextJob(t, &strip);
-    if (job == Job::Done) return;
+    if (job == Job::Done) {
+      t->counts.threadCpuMs = threadCpuMs();
+      return;
+    }
     if (job == Job::None) {
       t->changed.wait(hold);
       continue;

@@ -1,10 +1,11 @@
 // Moving a picture in and out in strips of rows while the filter runs.
 //
-// GIMP 2.10 hands a plug-in its pixels one 64 x 64 tile per round trip, so
+// GIMP 2.10 hands a plug-in its pixels one 128 x 128 tile per round trip, so
 // reading and writing a large drawable takes a good part of the filter's
 // own time. The filter asks for its rows top to bottom and finishes its
-// output top to bottom, so a transfer thread can read strips ahead of the
-// filter's requests and write finished strips behind it:
+// output top to bottom, so a transfer thread can read the strips that hold
+// output ahead of the filter's requests (others only when asked for) and
+// write finished strips behind it:
 //
 //   - before each request the session's rows hook waits until the rows the
 //     request covers are present (the strips it needs go first);
@@ -49,6 +50,7 @@ struct StripTransferCounts {
   int32_t stripsWrittenEarly = 0;  // of those, the ones sent while the filter still ran
   double filterWaitMs = 0;     // time the filter waited for its rows
   double tailMs = 0;           // time from the filter's end until every strip was sent
+  double threadCpuMs = 0;      // the transfer thread's own processor time
 };
 
 struct StripTransfer {
@@ -82,7 +84,7 @@ struct StripTransfer {
   int32_t needTop = 0, needBottom = 0;  // the rows the filter waits for
   int32_t finishedTop = 0;              // output rows above this are final
   int32_t stagingStrip = -1;            // the strip being copied out, -1 when none
-  int32_t nextRead = 0;                 // reading order: from the output's strip down, then above
+  int32_t nextRead = 0;                 // the next strip to read ahead, if it holds output
   bool runEnded = false;
   bool abandoned = false;
   double fraction = 0;
