@@ -15,6 +15,7 @@
 #include "image/rect.h"
 #include "numeric/arctangent_rows.h"
 #include "numeric/portable_math.h"
+#include "platform/threads.h"
 
 namespace {
 
@@ -51,22 +52,49 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       functionForLevel(activeFieldKernels().level, arcTangent2RowScalar, numeric::arcTangent2RowSse2,
                        numeric::arcTangent2RowAvx2, numeric::arcTangent2RowAvx512);
 
+  // Each thread's rows of numbers, grown to a band's size once.
+  struct Scratch {
+    std::vector<float> turned, bands;
+    std::vector<double> directions;
+    std::vector<int32_t> cellColumns, cellValues;
+    std::vector<float> cellNumbers;
+    std::vector<double> cellSlopes;
+    std::vector<StrokeDot> dots;
+  };
+  std::vector<Scratch> scratch(static_cast<size_t>(renderThreads()));
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* strokeBand) {
+    Scratch& own = scratch[static_cast<size_t>(platformWorkerSlot())];
     // What a cell needs of each field sample it can touch, for the band's
     // cells: field rows begin+1 .. end+1, columns 1 .. columns+1 (column 0
     // unused), the turned direction in single precision and its band.
     // Neighbouring cells share corners, so each direction is computed once
     // instead of four times; the numbers are the same either way.
     const int32_t firstRow = begin + 1, lastRow = end + 2;
-    std::vector<float> turned(static_cast<size_t>(lastRow - firstRow) * width);
-    std::vector<float> bands(turned.size());
-    std::vector<double> directions(static_cast<size_t>(width));
+    own.turned.resize(static_cast<size_t>(lastRow - firstRow) * width);
+    own.bands.resize(own.turned.size());
+    own.directions.resize(static_cast<size_t>(width));
+    own.dots.resize(static_cast<size_t>(columns) * 2 + 2);
+    // Room for the row's cells and one vector more.
+    const size_t cellRoom = static_cast<size_t>(columns) + 8;
+    own.cellColumns.resize(cellRoom);
+    own.cellValues.resize(cellRoom);
+    own.cellNumbers.resize(cellRoom * 5);
+    own.cellSlopes.resize(cellRoom * 2);
+    float* numbersAt = own.cellNumbers.data();
+    const ScribbleCells cells{own.cellColumns.data(),
+                              own.cellSlopes.data(),
+                              own.cellSlopes.data() + cellRoom,
+                              own.cellValues.data(),
+                              numbersAt,
+                              {numbersAt + cellRoom, numbersAt + 2 * cellRoom, numbersAt + 3 * cellRoom,
+                               numbersAt + 4 * cellRoom}};
+    double* directions = own.directions.data();
     for (int32_t i = firstRow; i < lastRow; ++i) {
       const double* gx = GX ? GX + static_cast<size_t>(i) * side : nullptr;
       const double* gy = GY ? GY + static_cast<size_t>(i) * side : nullptr;
       // The directions of the row first, then the turn.
       if (gx && gy)
-        directionsOfRow(gy + 1, gx + 1, directions.data() + 1, width - 1);
+        directionsOfRow(gy + 1, gx + 1, directions + 1, width - 1);
       else if (gy)
         for (int32_t j = 1; j < width; ++j) directions[j] = numeric::arcTangent(gy[j] / s);
       else if (gx)
@@ -74,21 +102,17 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
       else
         for (int32_t j = 1; j < width; ++j) directions[j] = 0.0;  // no plane: a flat field
       const size_t at = static_cast<size_t>(i - firstRow) * width + 1;
-      kernels.scribbleTurn(directions.data() + 1, width - 1, numbers, turned.data() + at, bands.data() + at);
+      kernels.scribbleTurn(directions + 1, width - 1, numbers, own.turned.data() + at, own.bands.data() + at);
     }
 
-    std::vector<int32_t> values(static_cast<size_t>(columns));
-    std::vector<ScribbleCell> cells(static_cast<size_t>(columns) + 1);
-    std::vector<StrokeDot> dots(static_cast<size_t>(columns) * 2);
     for (int32_t r = begin; r < end; ++r) {
       const size_t at = static_cast<size_t>(r + 1 - firstRow) * width + 1;
-      const float* t0 = turned.data() + at;
+      const float* t0 = own.turned.data() + at;
       const float* t1 = t0 + width;
-      const float* k0 = bands.data() + at;
+      const float* k0 = own.bands.data() + at;
       const float* k1 = k0 + width;
       const double* gx = GX ? GX + static_cast<size_t>(r + 1) * side + 1 : nullptr;
       const double* gy = GY ? GY + static_cast<size_t>(r + 1) * side + 1 : nullptr;
-      kernels.scribbleStrength(gx, gy, columns, numbers, values.data());
       // Corners 00, 01, 10, 11. One plane alone: its direction is constant
       // along the other axis; none: all four are corner 00.
       const float* corners[4] = {t0, t0, t0, t0};
@@ -103,18 +127,13 @@ void renderScribble(FilterSession* session, const RenderContext& context, PixelM
         corners[1] = corners[3] = t0 + 1;
         cornerBands[1] = cornerBands[3] = k0 + 1;
       }
-      const int32_t count = kernels.scribbleCrossings(corners, cornerBands, columns, numbers, cells.data());
-      // The contours of the row, in the order of its cells: the dots of
-      // all of them first, whose numbers do not depend on the plane, then
-      // the raises, each of which waits for the cells before it.
-      const int32_t y = r + tileTop;
-      int32_t dotCount = 0;
-      for (int32_t k = 0; k < count; ++k) {
-        const ScribbleCell& cell = cells[k];
-        dotCount += contourDots(cell.a00, cell.a01, cell.a10, cell.a11, cell.threshold, cell.column + tileLeft, y,
-                                values[cell.column], dots.data() + dotCount);
-      }
-      for (int32_t k = 0; k < dotCount; ++k) drawBandDot(strokeBand, dots[k].x, dots[k].y, dots[k].value);
+      // The cells that cross their level first, then their strengths, their
+      // dots and the drawing.
+      const int32_t crossing = kernels.scribbleCrossings(corners, cornerBands, gx, gy, columns, numbers, cells);
+      kernels.scribbleStrength(gx ? cells.slopeX : nullptr, gy ? cells.slopeY : nullptr, crossing, numbers,
+                               cells.value);
+      const int32_t count = kernels.scribbleDots(cells, crossing, tileLeft, r + tileTop, own.dots.data());
+      drawBandDots(strokeBand, own.dots.data(), count);
     }
   });
 }

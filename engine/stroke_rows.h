@@ -19,6 +19,35 @@
 
 namespace {
 
+// The packs of lanes one lane at a time, for the widths without a packing
+// instruction: every lane is written at the end, which moves on only past
+// a lane whose bit is set.
+template <int32_t width, typename T>
+inline void packArray(T* p, const T* lanes, uint32_t bits) {
+  for (int32_t lane = 0, n = 0; lane < width; ++lane) {
+    p[n] = lanes[lane];
+    n += static_cast<int32_t>((bits >> lane) & 1u);
+  }
+}
+template <typename L>
+inline void packLanes(float* p, typename L::V v, uint32_t bits) {
+  float lanes[L::width];
+  L::storeFloats(lanes, v);
+  packArray<L::width>(p, lanes, bits);
+}
+template <typename L>
+inline void packLanes(double* p, typename L::V v, uint32_t bits) {
+  double lanes[L::width];
+  L::store(lanes, v);
+  packArray<L::width>(p, lanes, bits);
+}
+template <typename L>
+inline void packLanes(int32_t* p, int32_t first, uint32_t bits) {
+  int32_t lanes[L::width];
+  for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
+  packArray<L::width>(p, lanes, bits);
+}
+
 // One double at a time: the columns past the last whole vector, and the
 // scalar level itself.
 struct StrokeSingleLane {
@@ -27,6 +56,12 @@ struct StrokeSingleLane {
   static constexpr int32_t width = 1;
   static V load(const double* p) { return *p; }
   static V loadFloats(const float* p) { return *p; }
+  static V loadInts(const int32_t* p) { return *p; }
+  // The lanes whose bit is set, in lane order, to p onwards; up to width
+  // values past them may be written too.
+  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
+  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeSingleLane>(p, first, bits); }
   static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
   static V sqrt(V a) { return numeric::squareRoot(a); }
   static V min(V a, V b) { return b < a ? b : a; }
@@ -37,6 +72,12 @@ struct StrokeSingleLane {
   static V sub(V a, V b) { return a - b; }
   static V mul(V a, V b) { return a * b; }
   static V div(V a, V b) { return a / b; }
+  // a / b in single precision, of values held exactly in single.
+  static V divideSingle(V a, V b) {
+    const __m128 quotient = _mm_div_ss(_mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(a)),
+                                       _mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(b)));
+    return _mm_cvtsd_f64(_mm_cvtss_sd(_mm_setzero_pd(), quotient));
+  }
   static V negate(V a) { return -a; }
   // Through the instructions rather than two casts: GCC 12's pairing of
   // scalar statements into vectors (-O2 and up) has been seen to drop a
@@ -118,11 +159,10 @@ void thinHardRowWith(const double* m, intptr_t stride, const double* gx, const d
     thinHardColumns<StrokeSingleLane>(m, stride, gx, gy, c, scaledWeight, depthScale, maxValue, edges);
 }
 
-// Lists the crests among L::width columns from c without a branch: every
-// lane is written at the list's end, which moves on only past a crest.
+// Lists the crests among L::width columns from c without a branch.
 template <typename L>
 inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t c,
-                               CrestPixel* crests, int32_t count) {
+                               const CrestPixels& crests, int32_t count) {
   using V = typename L::V;
   const V zero = L::splat(0.0), nearZero = L::splat(-0.001);
   const V dx = gx ? L::load(gx + c) : zero, dy = gy ? L::load(gy + c) : zero;
@@ -130,25 +170,20 @@ inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* g
   const V p1 = L::toFloat(L::sub(k.P, L::toFloat(k.a))), p2 = L::toFloat(L::sub(k.P, L::toFloat(k.b)));
   const auto crest = L::either(L::both(L::greaterEqual(p1, zero), L::greater(p2, nearZero)),
                                L::both(L::greater(p1, nearZero), L::greaterEqual(p2, zero)));
-  double first[L::width], second[L::width], sign[L::width];
-  L::store(first, p1);
-  L::store(second, p2);
-  L::store(sign, k.sign);
   const uint32_t bits = L::bits(crest);
-  for (int32_t lane = 0; lane < L::width; ++lane) {
-    CrestPixel& next = crests[count];
-    next.column = c + lane;
-    next.p1 = static_cast<float>(first[lane]);
-    next.p2 = static_cast<float>(second[lane]);
-    next.sign = sign[lane];
-    count += static_cast<int32_t>((bits >> lane) & 1u);
-  }
-  return count;
+  L::packRamp(crests.column + count, c, bits);
+  L::packFloats(crests.p1 + count, p1, bits);
+  L::packFloats(crests.p2 + count, p2, bits);
+  L::packFloats(crests.flip + count, L::select(L::greater(k.sign, zero), L::splat(1.0), zero), bits);
+  L::packFloats(crests.dx + count, dx, bits);
+  L::packFloats(crests.dy + count, dy, bits);
+  L::packDoubles(crests.magnitude + count, L::load(m + c), bits);
+  return count + __builtin_popcount(bits);
 }
 
 template <typename L>
 int32_t thinSoftRowWith(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,
-                        CrestPixel* crests) {
+                        const CrestPixels& crests) {
   int32_t c = 0, count = 0;
   for (; c + L::width <= columns; c += L::width) count = thinSoftColumns<L>(m, stride, gx, gy, c, crests, count);
   for (; c < columns; ++c) count = thinSoftColumns<StrokeSingleLane>(m, stride, gx, gy, c, crests, count);
@@ -245,7 +280,9 @@ inline void scribbleStrengthColumns(const double* gx, const double* gy, int32_t 
   } else {
     m = zero;
   }
-  m = L::div(L::mul(m, L::splat(n.strengthScale)), L::splat(n.strengthDivisor));
+  m = L::mul(m, L::splat(n.strengthScale));
+  // A quotient by 1 is its dividend (the final run's case).
+  if (n.strengthDivisor != 1.0) m = L::div(m, L::splat(n.strengthDivisor));
   m = L::select(L::greater(m, zero), m, zero);  // not above 0, NaN too: +0.0
   m = L::select(L::greater(m, top), top, m);
   const V rest = L::sub(top, m);
@@ -271,8 +308,9 @@ void scribbleStrengthWith(const double* gx, const double* gy, int32_t count, con
 // corner above it, or all four: no crossing. The crossing cells are listed
 // without a branch, as with the crests.
 template <typename L>
-inline int32_t scribbleCrossingColumns(const float* const corners[4], const float* const cornerBands[4], int32_t c,
-                                       const ScribbleNumbers& n, ScribbleCell* cells, int32_t count) {
+inline int32_t scribbleCrossingColumns(const float* const corners[4], const float* const cornerBands[4],
+                                       const double* gx, const double* gy, int32_t c, const ScribbleNumbers& n,
+                                       const ScribbleCells& cells, int32_t count) {
   using V = typename L::V;
   const V zero = L::splat(0.0), one = L::splat(1.0);
   V a[4];
@@ -286,30 +324,159 @@ inline int32_t scribbleCrossingColumns(const float* const corners[4], const floa
   V above = zero;
   for (int32_t k = 0; k < 4; ++k) above = L::add(above, L::select(L::greater(a[k], threshold), one, zero));
   const uint32_t bits = L::bits(L::both(L::greater(above, L::splat(0.5)), L::greater(L::splat(3.5), above)));
-  float lanes[5][L::width];
-  for (int32_t k = 0; k < 4; ++k) L::storeFloats(lanes[k], a[k]);
-  L::storeFloats(lanes[4], threshold);
+  L::packRamp(cells.column + count, c, bits);
+  if (gx) L::packDoubles(cells.slopeX + count, L::load(gx + c), bits);
+  if (gy) L::packDoubles(cells.slopeY + count, L::load(gy + c), bits);
+  L::packFloats(cells.threshold + count, threshold, bits);
+  for (int32_t k = 0; k < 4; ++k) L::packFloats(cells.corner[k] + count, a[k], bits);
+  return count + __builtin_popcount(bits);
+}
+
+template <typename L>
+int32_t scribbleCrossingsWith(const float* const corners[4], const float* const cornerBands[4], const double* gx,
+                              const double* gy, int32_t columns, const ScribbleNumbers& n, const ScribbleCells& cells) {
+  int32_t c = 0, count = 0;
+  for (; c + L::width <= columns; c += L::width)
+    count = scribbleCrossingColumns<L>(corners, cornerBands, gx, gy, c, n, cells, count);
+  for (; c < columns; ++c)
+    count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, gx, gy, c, n, cells, count);
+  return count;
+}
+
+// v is 0 exactly: the one value a divisor is replaced at.
+template <typename L>
+inline typename L::M isZero(typename L::V v) {
+  return L::both(L::greaterEqual(v, L::splat(0.0)), L::greaterEqual(L::splat(0.0), v));
+}
+
+// Where the level crosses the side from corner value p to q (both less
+// the level), 0..1 from p: if p is above q, -p / (q - p) in single
+// precision, else 1.0 - (-q / (p - q)) with the subtraction in double.
+// Both are p / (p - q) but for rounding. A side that is not crossed may
+// have p = q; its divisor is replaced so that no lane divides by 0.
+template <typename L>
+inline typename L::V sideCrossing(typename L::V p, typename L::V q) {
+  const auto pAbove = L::greater(p, q);
+  const typename L::V numerator = L::select(pAbove, L::negate(p), L::negate(q));
+  typename L::V denominator = L::toFloat(L::select(pAbove, L::sub(q, p), L::sub(p, q)));
+  denominator = L::select(isZero<L>(denominator), L::splat(1.0), denominator);
+  const typename L::V quotient = L::divideSingle(numerator, denominator);
+  return L::select(pAbove, quotient, L::sub(L::splat(1.0), quotient));
+}
+
+// Exactly one of two corners above the level (each 1 or 0): the side
+// between them is crossed.
+template <typename L>
+inline typename L::M oneAbove(typename L::V first, typename L::V second) {
+  const typename L::V sum = L::add(first, second);
+  return L::both(L::greater(sum, L::splat(0.5)), L::greater(L::splat(1.5), sum));
+}
+
+// A point of a segment, across and down the cell.
+template <typename L>
+struct SegmentEnd {
+  typename L::V across, down;
+};
+
+template <typename L>
+inline SegmentEnd<L> pickEnd(typename L::M m, const SegmentEnd<L>& yes, const SegmentEnd<L>& no) {
+  return SegmentEnd<L>{L::select(m, yes.across, no.across), L::select(m, yes.down, no.down)};
+}
+
+// The dot that stands for a segment: at its middle (halving is exact, so
+// a product by 0.5), as strong as the segment is long times the value.
+template <typename L>
+inline void segmentDots(const SegmentEnd<L>& from, const SegmentEnd<L>& to, typename L::V value,
+                        typename L::V column, typename L::V row, StrokeDot* out) {
+  const typename L::V dx = L::sub(from.across, to.across), dy = L::sub(from.down, to.down), half = L::splat(0.5);
+  const typename L::V strength = L::mul(L::sqrt(L::add(L::mul(dy, dy), L::mul(dx, dx))), value);
+  float xs[L::width], ys[L::width], strengths[L::width];
+  L::storeFloats(xs, L::add(L::mul(L::add(from.across, to.across), half), column));
+  L::storeFloats(ys, L::add(L::mul(L::add(from.down, to.down), half), row));
+  L::storeFloats(strengths, strength);
+  for (int32_t lane = 0; lane < L::width; ++lane) out[lane] = StrokeDot{xs[lane], ys[lane], strengths[lane]};
+}
+
+// Marching squares on crossing cells: two crossed sides make one segment;
+// a saddle (all four crossed) makes two, top with the side next to corner
+// 00 if that corner is above and with the other if not, and bottom with
+// the remaining one. A segment's ends give the same dot in either order.
+template <typename L>
+inline int32_t scribbleDotColumns(const ScribbleCells& cells, int32_t i, int32_t left, int32_t y, StrokeDot* dots,
+                                  int32_t count) {
+  using V = typename L::V;
+  const V zero = L::splat(0.0), one = L::splat(1.0);
+  const V threshold = L::loadFloats(cells.threshold + i);
+  V above[4], b[4];
+  for (int32_t k = 0; k < 4; ++k) {
+    const V a = L::loadFloats(cells.corner[k] + i);
+    above[k] = L::select(L::greater(a, threshold), one, zero);
+    b[k] = L::toFloat(L::sub(a, threshold));
+  }
+  const auto topCrossed = oneAbove<L>(above[0], above[1]), leftCrossed = oneAbove<L>(above[0], above[2]);
+  const auto rightCrossed = oneAbove<L>(above[1], above[3]), bottomCrossed = oneAbove<L>(above[2], above[3]);
+  const SegmentEnd<L> top{sideCrossing<L>(b[0], b[1]), zero}, leftEnd{zero, sideCrossing<L>(b[0], b[2])};
+  const SegmentEnd<L> rightEnd{one, sideCrossing<L>(b[1], b[3])}, bottom{sideCrossing<L>(b[2], b[3]), one};
+  const auto saddle = L::both(L::both(topCrossed, leftCrossed), L::both(rightCrossed, bottomCrossed));
+  const auto firstAbove = L::greater(above[0], L::splat(0.5));
+  const SegmentEnd<L> from = pickEnd<L>(topCrossed, top, pickEnd<L>(leftCrossed, leftEnd, rightEnd));
+  SegmentEnd<L> to = pickEnd<L>(bottomCrossed, bottom, pickEnd<L>(rightCrossed, rightEnd, leftEnd));
+  to = pickEnd<L>(saddle, pickEnd<L>(firstAbove, leftEnd, rightEnd), to);
+  const SegmentEnd<L> saddleTo = pickEnd<L>(firstAbove, rightEnd, leftEnd);
+  const V value = L::loadInts(cells.value + i);
+  const V column = L::add(L::loadInts(cells.column + i), L::splat(static_cast<double>(left)));
+  const V row = L::splat(static_cast<double>(y));
+  // Each cell's first dot, then its second: the cells' own order.
+  StrokeDot lanes[2][L::width];
+  segmentDots<L>(from, to, value, column, row, lanes[0]);
+  // Saddles are rare: most runs of cells have no second dot to work out.
+  const uint32_t second = L::bits(saddle);
+  if (second == 0) {
+    for (int32_t lane = 0; lane < L::width; ++lane) dots[count++] = lanes[0][lane];
+    return count;
+  }
+  segmentDots<L>(bottom, saddleTo, value, column, row, lanes[1]);
   for (int32_t lane = 0; lane < L::width; ++lane) {
-    ScribbleCell& next = cells[count];
-    next.column = c + lane;
-    next.threshold = lanes[4][lane];
-    next.a00 = lanes[0][lane], next.a01 = lanes[1][lane], next.a10 = lanes[2][lane], next.a11 = lanes[3][lane];
-    count += static_cast<int32_t>((bits >> lane) & 1u);
+    dots[count++] = lanes[0][lane];
+    dots[count] = lanes[1][lane];
+    count += static_cast<int32_t>((second >> lane) & 1u);
   }
   return count;
 }
 
 template <typename L>
-int32_t scribbleCrossingsWith(const float* const corners[4], const float* const cornerBands[4], int32_t columns,
-                              const ScribbleNumbers& n, ScribbleCell* cells) {
-  int32_t c = 0, count = 0;
-  for (; c + L::width <= columns; c += L::width)
-    count = scribbleCrossingColumns<L>(corners, cornerBands, c, n, cells, count);
-  for (; c < columns; ++c) count = scribbleCrossingColumns<StrokeSingleLane>(corners, cornerBands, c, n, cells, count);
-  return count;
+int32_t scribbleDotsWith(const ScribbleCells& cells, int32_t count, int32_t left, int32_t y, StrokeDot* dots) {
+  int32_t i = 0, written = 0;
+  for (; i + L::width <= count; i += L::width) written = scribbleDotColumns<L>(cells, i, left, y, dots, written);
+  for (; i < count; ++i) written = scribbleDotColumns<StrokeSingleLane>(cells, i, left, y, dots, written);
+  return written;
 }
 
 // Every kernel of one set of lanes, under the level's suffix.
-#define ML_STROKE_ENTRIES(Lanes, Suffix)                                                                                void thinHardRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,                                double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {                   thinHardRowWith<Lanes>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);                     }                                                                                                                    int32_t thinSoftRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,                               CrestPixel* crests) {                                                                      return thinSoftRowWith<Lanes>(m, stride, gx, gy, columns, crests);                                                 }                                                                                                                    void scribbleTurn##Suffix(const double* directions, int32_t count, const ScribbleNumbers& n, float* angles,                                    float* bands) {                                                                              scribbleTurnWith<Lanes>(directions, count, n, angles, bands);                                                      }                                                                                                                    void scribbleStrength##Suffix(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,                                         int32_t* values) {                                                                       scribbleStrengthWith<Lanes>(gx, gy, count, n, values);                                                             }                                                                                                                    int32_t scribbleCrossings##Suffix(const float* const corners[4], const float* const cornerBands[4],                                                   int32_t count, const ScribbleNumbers& n, ScribbleCell* cells) {                      return scribbleCrossingsWith<Lanes>(corners, cornerBands, count, n, cells);                                        }
+#define ML_STROKE_ENTRIES(Lanes, Suffix)                                                                             \
+  void thinHardRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns,    \
+                           double scaledWeight, double depthScale, int32_t maxValue, int32_t* edges) {               \
+    thinHardRowWith<Lanes>(m, stride, gx, gy, columns, scaledWeight, depthScale, maxValue, edges);                   \
+  }                                                                                                                  \
+  int32_t thinSoftRow##Suffix(const double* m, intptr_t stride, const double* gx, const double* gy, int32_t columns, \
+                              const CrestPixels& crests) {                                                           \
+    return thinSoftRowWith<Lanes>(m, stride, gx, gy, columns, crests);                                               \
+  }                                                                                                                  \
+  void scribbleTurn##Suffix(const double* directions, int32_t count, const ScribbleNumbers& n, float* angles,        \
+                            float* bands) {                                                                          \
+    scribbleTurnWith<Lanes>(directions, count, n, angles, bands);                                                    \
+  }                                                                                                                  \
+  void scribbleStrength##Suffix(const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,         \
+                                int32_t* values) {                                                                   \
+    scribbleStrengthWith<Lanes>(gx, gy, count, n, values);                                                           \
+  }                                                                                                                  \
+  int32_t scribbleCrossings##Suffix(const float* const corners[4], const float* const cornerBands[4],                \
+                                    const double* gx, const double* gy, int32_t count, const ScribbleNumbers& n,     \
+                                    const ScribbleCells& cells) {                                                    \
+    return scribbleCrossingsWith<Lanes>(corners, cornerBands, gx, gy, count, n, cells);                              \
+  }                                                                                                                  \
+  int32_t scribbleDots##Suffix(const ScribbleCells& cells, int32_t count, int32_t left, int32_t y, StrokeDot* dots) { \
+    return scribbleDotsWith<Lanes>(cells, count, left, y, dots);                                                     \
+  }
 
 }  // namespace

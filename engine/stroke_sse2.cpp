@@ -15,6 +15,10 @@ struct StrokeLanesSse2 {
   static void storeFloats(float* p, V v) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
   }
+  static V loadInts(const int32_t* p) { return _mm_cvtepi32_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))); }
+  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
+  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesSse2>(p, first, bits); }
   static V sqrt(V a) { return _mm_sqrt_pd(a); }
   static V min(V a, V b) { return _mm_min_pd(a, b); }
   static V truncateWhole(V a) { return _mm_cvtepi32_pd(_mm_cvttpd_epi32(a)); }
@@ -24,6 +28,7 @@ struct StrokeLanesSse2 {
   static V sub(V a, V b) { return _mm_sub_pd(a, b); }
   static V mul(V a, V b) { return _mm_mul_pd(a, b); }
   static V div(V a, V b) { return _mm_div_pd(a, b); }
+  static V divideSingle(V a, V b) { return _mm_cvtps_pd(_mm_div_ps(_mm_cvtpd_ps(a), _mm_cvtpd_ps(b))); }
   static V negate(V a) { return _mm_xor_pd(a, _mm_set1_pd(-0.0)); }
   static V toFloat(V a) { return _mm_cvtps_pd(_mm_cvtpd_ps(a)); }
   static M greater(V a, V b) { return _mm_cmpgt_pd(a, b); }

@@ -3,10 +3,13 @@
 // two-pass styles, draws into the stroke plane).
 #pragma once
 
+#include <emmintrin.h>
+
 #include <cstdint>
 #include <vector>
 
 #include "engine/render.h"
+#include "engine/stroke_kernels.h"
 #include "glue/glue_modes.h"
 
 struct FilterSession;
@@ -73,15 +76,16 @@ void contourCell(float a00, float a01, float a10, float a11, float threshold, in
 // the calling thread once every band is done. As each cell keeps the
 // largest share it is given, the plane comes out the same for any number
 // of threads.
-struct StrokeDot {
-  float x, y, value;
-};
 struct StrokeBand {
   PixelMap* plane;
   int32_t ownTop, ownBottom;
   std::vector<StrokeDot>* spill;
 };
 void drawBandDot(StrokeBand* band, float x, float y, float value);
+// The same for a list of dots, four at a time.
+void drawBandDots(StrokeBand* band, const StrokeDot* dots, int32_t count);
+// The same for four dots in lanes, those whose bit is set in `lanes`.
+void drawDotLanes(StrokeBand* band, __m128 x, __m128 y, __m128 value, uint32_t lanes);
 // The dots contourCell draws, into dots[0..count-1]; returns the count.
 int32_t contourDots(float a00, float a01, float a10, float a11, float threshold, int32_t x, int32_t y, int32_t value,
                     StrokeDot dots[2]);

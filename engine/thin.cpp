@@ -95,51 +95,108 @@ void renderThinHard(FilterSession* session, const RenderContext& context, PixelM
   });
 }
 
+namespace {
+
+// The numbers of a "thin/soft" run and row a crest's dot needs.
+struct CrestDotNumbers {
+  double weight, depthScale;
+  int32_t left;  // the plane column of core column 0
+  float y;       // the plane row of the row
+};
+
+// Draws the dots of a row's crest pixels, four at a time. A dot lies where
+// between the centre and its neighbours the crest does, measured along the
+// gradient from the pixel, as strong as the magnitude times the weight
+// (whole, 0..255). A pixel without a slope has no dot. Every lane does the
+// single precision operations of the one-pixel form; 1 - f in double
+// rounded to single is 1 - f in single (a double holds more than twice a
+// float's bits).
+void drawCrestDots(StrokeBand* band, const CrestPixels& crests, int32_t count, const CrestDotNumbers& n) {
+  const __m128 zero = _mm_setzero_ps(), one = _mm_set1_ps(1.0f);
+  const __m128d weight = _mm_set1_pd(n.weight), depthScale = _mm_set1_pd(n.depthScale);
+  const __m128d top = _mm_set1_pd(256.0), zeroPd = _mm_setzero_pd();
+  // The lists have room for a vector past their end: the lanes there are
+  // worked out and not drawn.
+  for (int32_t first = 0; first < count; first += 4) {
+    const int32_t lanes = count - first < 4 ? count - first : 4;
+    const __m128 a = _mm_loadu_ps(crests.p1 + first), b = _mm_loadu_ps(crests.p2 + first);
+    const __m128 dx = _mm_loadu_ps(crests.dx + first), dy = _mm_loadu_ps(crests.dy + first);
+    const __m128 flip = _mm_cmpgt_ps(_mm_loadu_ps(crests.flip + first), _mm_set1_ps(0.5f));
+    const __m128 column = _mm_cvtepi32_ps(_mm_add_epi32(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(crests.column + first)), _mm_set1_epi32(n.left)));
+    // The strength: whole below 256 (0 unless above 0), else 255 (NaN too).
+    __m128 value[2];
+    for (int32_t half = 0; half < 2; ++half) {
+      const __m128d magnitude = _mm_loadu_pd(crests.magnitude + first + 2 * half);
+      const __m128d v = _mm_div_pd(_mm_mul_pd(magnitude, weight), depthScale);
+      const __m128d below = _mm_cmplt_pd(v, top), inRange = _mm_and_pd(below, _mm_cmpgt_pd(v, zeroPd));
+      const __m128d whole = _mm_cvtepi32_pd(_mm_cvttpd_epi32(_mm_and_pd(inRange, v)));
+      value[half] = _mm_cvtpd_ps(_mm_or_pd(_mm_and_pd(below, whole), _mm_andnot_pd(below, _mm_set1_pd(255.0))));
+    }
+    const __m128 strength = _mm_movelh_ps(value[0], value[1]);
+    const __m128 s = _mm_add_ps(a, b), spread = _mm_cmpgt_ps(s, zero);
+    const __m128 share = _mm_div_ps(a, _mm_or_ps(_mm_and_ps(spread, s), _mm_andnot_ps(spread, one)));
+    __m128 f = _mm_or_ps(_mm_and_ps(spread, share), _mm_andnot_ps(spread, _mm_set1_ps(0.5f)));
+    f = _mm_or_ps(_mm_and_ps(flip, _mm_sub_ps(one, f)), _mm_andnot_ps(flip, f));
+    const __m128 length = _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(dx, dx), _mm_mul_ps(dy, dy)));
+    const __m128 flat = _mm_cmpeq_ps(length, zero);
+    const __m128 divisor = _mm_or_ps(_mm_and_ps(flat, one), _mm_andnot_ps(flat, length));
+    const __m128 ux = _mm_div_ps(dx, divisor), uy = _mm_div_ps(dy, divisor);
+    const __m128 x = _mm_add_ps(_mm_mul_ps(ux, f), column);
+    const __m128 y = _mm_add_ps(_mm_mul_ps(uy, f), _mm_set1_ps(n.y));
+    const uint32_t kept = ~static_cast<uint32_t>(_mm_movemask_ps(flat)) & ((1u << lanes) - 1u);
+    drawDotLanes(band, x, y, strength, kept);
+  }
+}
+
+}  // namespace
+
 void renderThinSoft(FilterSession* session, const RenderContext& context, PixelMap* tile) {
   (void)tile;
   const FilterRecord* record = session->filterRecord;
   int32_t rows, columns;
   if (!strokePassCore(session, &rows, &columns)) return;
-  const int32_t depthScale = isEightBitImage(record) ? 1 : 128;
-  const double weight = context.weight;
   const double divisor = styleScaleDivisor(session);
   const int32_t width = columns + 2, side = context.fieldSide;
-  const int32_t tileLeft = session->tileLeft, tileTop = session->tileTop;
+  CrestDotNumbers numbers;
+  numbers.weight = context.weight;
+  numbers.depthScale = isEightBitImage(record) ? 1.0 : 128.0;
+  numbers.left = session->tileLeft;
+  const int32_t tileTop = session->tileTop;
   // The pixels of a row that lie on a crest, listed first without a branch
-  // (the test follows the picture), then drawn in the order of the row.
+  // (the test follows the picture), then their dots drawn.
   const ThinSoftRowFunction thinSoftRow = strokeKernelsFor(activeFieldKernels().level).thinSoftRow;
+  // Each thread's magnitudes and crests, grown to a band's size once.
+  struct Scratch {
+    std::vector<double> magnitudes;
+    std::vector<int32_t> columns;
+    std::vector<float> numbers;
+    std::vector<double> crestMagnitudes;
+  };
+  std::vector<Scratch> scratch(static_cast<size_t>(renderThreads()));
   drawStrokesInBands(session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
+    Scratch& own = scratch[static_cast<size_t>(platformWorkerSlot())];
     // The band's magnitudes: field rows begin .. end+1, the band's own and
     // the ring above and below.
-    std::vector<double> magnitudes(static_cast<size_t>(end - begin + 2) * width);
-    magnitudeRows(context, begin, end + 2, width, divisor, magnitudes.data());
-    std::vector<CrestPixel> crests(static_cast<size_t>(columns) + 1);
+    own.magnitudes.resize(static_cast<size_t>(end - begin + 2) * width);
+    // Room for the row's pixels and one vector more.
+    const size_t room = static_cast<size_t>(columns) + 8;
+    own.columns.resize(room);
+    own.numbers.resize(room * 5);
+    own.crestMagnitudes.resize(room);
+    float* at = own.numbers.data();
+    const CrestPixels crests{own.columns.data(), at,           at + room,
+                             at + 2 * room,      at + 3 * room, at + 4 * room,
+                             own.crestMagnitudes.data()};
+    magnitudeRows(context, begin, end + 2, width, divisor, own.magnitudes.data());
     for (int32_t row = begin; row < end; ++row) {
       const double* gx = fieldRow(context.gradientX, side, row);
       const double* gy = fieldRow(context.gradientY, side, row);
-      const double* m = magnitudes.data() + static_cast<size_t>(row + 1 - begin) * width + 1;
-      const float y = static_cast<float>(row + tileTop);
-      const int32_t count = thinSoftRow(m, width, gx, gy, columns, crests.data());
-      for (int32_t i = 0; i < count; ++i) {
-        const CrestPixel& pixel = crests[i];
-        const int32_t c = pixel.column;
-        const float p1 = pixel.p1, p2 = pixel.p2;
-        double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
-        double v = m[c] * weight / depthScale;
-        // A negative value cannot raise the plane; 0 behaves the same and
-        // keeps the conversion defined for any weight.
-        float value = v < 256.0 ? (v > 0.0 ? static_cast<float>(static_cast<int32_t>(v)) : 0.0f) : 255.0f;
-        // Where between the centre and the neighbours the crest lies,
-        // measured along the gradient.
-        float s = p1 + p2;
-        float f = s > 0.0f ? p1 / s : 0.5f;
-        if (pixel.sign > 0.0) f = static_cast<float>(1.0 - f);
-        float fx = static_cast<float>(dx), fy = static_cast<float>(dy);
-        float n = numeric::squareRootF(fx * fx + fy * fy);
-        if (n == 0.0f) continue;
-        float ux = fx / n, uy = fy / n;
-        drawBandDot(band, ux * f + static_cast<float>(c + tileLeft), uy * f + y, value);
-      }
+      const double* m = own.magnitudes.data() + static_cast<size_t>(row + 1 - begin) * width + 1;
+      const int32_t crestCount = thinSoftRow(m, width, gx, gy, columns, crests);
+      CrestDotNumbers rowNumbers = numbers;
+      rowNumbers.y = static_cast<float>(row + tileTop);
+      drawCrestDots(band, crests, crestCount, rowNumbers);
     }
   });
 }

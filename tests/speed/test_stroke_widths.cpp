@@ -94,23 +94,52 @@ void thinHardOnePixel(const CrestRows& rows, const double* gx, const double* gy,
   }
 }
 
-std::vector<CrestPixel> thinSoftOnePixel(const CrestRows& rows, const double* gx, const double* gy) {
-  std::vector<CrestPixel> crests;
+// A crest pixel as the kernels list it.
+struct Crest {
+  int32_t column;
+  float p1, p2, flip, dx, dy;
+  double magnitude;
+};
+
+std::vector<Crest> thinSoftOnePixel(const CrestRows& rows, const double* gx, const double* gy) {
+  std::vector<Crest> crests;
   for (int32_t c = 0; c < rows.columns; ++c) {
-    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, gx ? gx[c] : 0.0, gy ? gy[c] : 0.0);
+    const double dx = gx ? gx[c] : 0.0, dy = gy ? gy[c] : 0.0;
+    const OnePixelCrest k = onePixelCrest(rows.centre() + c, rows.columns + 2, dx, dy);
     const float p1 = static_cast<float>(k.P - single(k.a));
     const float p2 = static_cast<float>(k.P - single(k.b));
-    if ((p1 >= 0.0f && p2 > -0.001) || (p1 > -0.001 && p2 >= 0.0f)) crests.push_back(CrestPixel{c, p1, p2, k.sign});
+    if ((p1 >= 0.0f && p2 > -0.001) || (p1 > -0.001 && p2 >= 0.0f))
+      crests.push_back(Crest{c, p1, p2, k.sign > 0.0 ? 1.0f : 0.0f, static_cast<float>(dx), static_cast<float>(dy),
+                             rows.centre()[c]});
   }
   return crests;
 }
 
-bool sameCrests(const std::vector<CrestPixel>& a, const std::vector<CrestPixel>& b, int32_t count) {
-  for (int32_t i = 0; i < count; ++i)
-    if (a[i].column != b[i].column || std::memcmp(&a[i].p1, &b[i].p1, sizeof(float)) != 0 ||
-        std::memcmp(&a[i].p2, &b[i].p2, sizeof(float)) != 0 ||
-        std::memcmp(&a[i].sign, &b[i].sign, sizeof(double)) != 0)
+// The kernels' lists, one array per number.
+struct CrestLists {
+  std::vector<int32_t> column;
+  std::vector<float> numbers;
+  std::vector<double> magnitude;
+  CrestPixels crests;
+  explicit CrestLists(int32_t columns)
+      : column(size_t(columns) + 8), numbers(column.size() * 5), magnitude(column.size()) {
+    const size_t room = column.size();
+    float* at = numbers.data();
+    crests = CrestPixels{column.data(), at, at + room, at + 2 * room, at + 3 * room, at + 4 * room, magnitude.data()};
+  }
+  Crest at(int32_t i) const {
+    return Crest{crests.column[i], crests.p1[i], crests.p2[i], crests.flip[i],
+                 crests.dx[i], crests.dy[i], crests.magnitude[i]};
+  }
+};
+
+bool sameCrests(const CrestLists& got, const std::vector<Crest>& expected, int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    const Crest a = got.at(i), &b = expected[size_t(i)];
+    if (a.column != b.column || std::memcmp(&a.p1, &b.p1, 5 * sizeof(float)) != 0 ||
+        std::memcmp(&a.magnitude, &b.magnitude, sizeof(double)) != 0)
       return false;
+  }
   return true;
 }
 
@@ -127,15 +156,15 @@ TEST(CrestWidths, EveryLevelGivesTheOnePixelCrests) {
       for (int32_t planes = 0; planes < 4; ++planes) {
         const double* gx = planes & 1 ? rows.gx.data() : nullptr;
         const double* gy = planes & 2 ? rows.gy.data() : nullptr;
-        const std::vector<CrestPixel> expected = thinSoftOnePixel(rows, gx, gy);
+        const std::vector<Crest> expected = thinSoftOnePixel(rows, gx, gy);
         const int32_t count = static_cast<int32_t>(expected.size());
-        std::vector<CrestPixel> got(size_t(columns) + 1);
+        CrestLists got(columns);
         std::vector<int32_t> expectedEdges(static_cast<size_t>(columns)), edges(expectedEdges.size());
         for (SimdLevel level : levelsHere()) {
           const StrokeKernels kernels = strokeKernelsFor(level);
           SCOPED_TRACE(std::string(simdLevelName(level)) + " columns " + std::to_string(columns) + " planes " +
                        std::to_string(planes) + (ties ? " ties" : ""));
-          ASSERT_EQ(kernels.thinSoftRow(rows.centre(), stride, gx, gy, columns, got.data()), count);
+          ASSERT_EQ(kernels.thinSoftRow(rows.centre(), stride, gx, gy, columns, got.crests), count);
           EXPECT_TRUE(sameCrests(got, expected, count));
           for (double weight : {110.0, -3.0, 25600.0})
             for (int32_t maxValue : {255, 32768}) {
@@ -152,17 +181,41 @@ TEST(CrestWidths, EveryLevelGivesTheOnePixelCrests) {
 // Equal neighbours all along a row: p1 = p2 = 0 makes every pixel a crest.
 TEST(CrestWidths, FlatRowsAreCrestsEverywhere) {
   const int32_t columns = 19;
-  CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0), std::vector<double>(size_t(columns), 1.0),
-                 std::vector<double>(size_t(columns), 1.0)};
-  std::vector<CrestPixel> got(size_t(columns) + 1);
+  CrestRows rows{columns, std::vector<double>(size_t(3) * (columns + 2), 5.0),
+                 std::vector<double>(size_t(columns), 1.0), std::vector<double>(size_t(columns), 1.0)};
+  CrestLists got(columns);
   for (SimdLevel level : levelsHere()) {
     EXPECT_EQ(strokeKernelsFor(level).thinSoftRow(rows.centre(), columns + 2, rows.gx.data(), rows.gy.data(), columns,
-                                                  got.data()),
+                                                  got.crests),
               columns)
         << simdLevelName(level);
     EXPECT_TRUE(sameCrests(got, thinSoftOnePixel(rows, rows.gx.data(), rows.gy.data()), columns));
   }
 }
+
+// The crossing cells of a row, in arrays of their own.
+struct RowCells {
+  std::vector<int32_t> column, value;
+  std::vector<double> slopes;
+  std::vector<float> numbers;
+  ScribbleCells cells;
+  explicit RowCells(int32_t count)
+      : column(size_t(count) + 8), value(column.size()), slopes(column.size() * 2), numbers(column.size() * 5) {
+    const size_t room = column.size();
+    cells = ScribbleCells{column.data(), slopes.data(), slopes.data() + room, value.data(), numbers.data(),
+                          {numbers.data() + room, numbers.data() + 2 * room, numbers.data() + 3 * room,
+                           numbers.data() + 4 * room}};
+  }
+  bool sameAs(const RowCells& other, int32_t count) const {
+    for (int32_t i = 0; i < count; ++i) {
+      if (column[i] != other.column[i] || value[i] != other.value[i]) return false;
+      for (int32_t k = 0; k < 5; ++k)
+        if (std::memcmp(&numbers[k * column.size() + i], &other.numbers[k * column.size() + i], sizeof(float)) != 0)
+          return false;
+    }
+    return true;
+  }
+};
 
 // "scribble"'s row numbers at every vector width against the scalar level:
 // directions all round the circle and far outside it (the scalar fallback),
@@ -215,15 +268,117 @@ TEST(ScribbleWidths, EveryWidthGivesTheScalarNumbers) {
       const int32_t cellsWide = count - 1;
       const float* corners[4] = {angles.data(), angles.data() + 1, below.data(), below.data() + 1};
       const float* cornerBands[4] = {bands.data(), bands.data() + 1, belowBands.data(), belowBands.data() + 1};
-      std::vector<ScribbleCell> cells(static_cast<size_t>(count)), gotCells(cells.size());
-      const int32_t crossing = scalar.scribbleCrossings(corners, cornerBands, cellsWide, n, cells.data());
+      RowCells expected(cellsWide), got(cellsWide);
+      const int32_t crossing =
+          scalar.scribbleCrossings(corners, cornerBands, gx.data(), gy.data(), cellsWide, n, expected.cells);
+      // The slopes travel with the cells: their strengths are those of
+      // their columns.
+      scalar.scribbleStrength(expected.cells.slopeX, expected.cells.slopeY, crossing, n, expected.cells.value);
+      std::vector<int32_t> everyValue(directions.size());
+      scalar.scribbleStrength(gx.data(), gy.data(), cellsWide, n, everyValue.data());
+      for (int32_t i = 0; i < crossing; ++i) EXPECT_EQ(expected.cells.value[i], everyValue[expected.cells.column[i]]);
+      std::vector<StrokeDot> expectedDots(size_t(2 * crossing + 2)), gotDots(expectedDots.size());
+      const int32_t dotCount = scalar.scribbleDots(expected.cells, crossing, 37, 5, expectedDots.data());
       for (SimdLevel level : levelsHere()) {
-        ASSERT_EQ(strokeKernelsFor(level).scribbleCrossings(corners, cornerBands, cellsWide, n, gotCells.data()),
-                  crossing)
-            << simdLevelName(level) << " count " << count;
-        EXPECT_EQ(std::memcmp(gotCells.data(), cells.data(), sizeof(ScribbleCell) * size_t(crossing)), 0)
-            << simdLevelName(level) << " count " << count;
+        const StrokeKernels kernels = strokeKernelsFor(level);
+        SCOPED_TRACE(std::string(simdLevelName(level)) + " count " + std::to_string(count));
+        ASSERT_EQ(kernels.scribbleCrossings(corners, cornerBands, gx.data(), gy.data(), cellsWide, n, got.cells),
+                  crossing);
+        kernels.scribbleStrength(got.cells.slopeX, got.cells.slopeY, crossing, n, got.cells.value);
+        EXPECT_TRUE(got.sameAs(expected, crossing));
+        ASSERT_EQ(kernels.scribbleDots(expected.cells, crossing, 37, 5, gotDots.data()), dotCount);
+        EXPECT_EQ(std::memcmp(gotDots.data(), expectedDots.data(), sizeof(StrokeDot) * size_t(dotCount)), 0);
       }
+    }
+  }
+}
+
+// Marching squares on one cell as a table of segments by case, each end
+// the crossing on one side (top, left, right, bottom); 0 and 15 have none,
+// the saddles 6 and 9 two.
+int32_t cornerCase(const float a[4], float threshold) {
+  int32_t index = 0;
+  for (int32_t k = 0; k < 4; ++k) index += a[k] > threshold ? 1 << k : 0;
+  return index;
+}
+
+std::vector<StrokeDot> tableContourDots(const float a[4], float threshold, int32_t x, int32_t y, int32_t value) {
+  static const int8_t SEGMENTS[16][4] = {{-1, -1, -1, -1}, {0, 1, -1, -1}, {0, 2, -1, -1}, {1, 2, -1, -1},
+                                         {3, 1, -1, -1},   {0, 3, -1, -1}, {0, 2, 3, 1},   {3, 2, -1, -1},
+                                         {3, 2, -1, -1},   {0, 1, 3, 2},   {0, 3, -1, -1}, {3, 1, -1, -1},
+                                         {1, 2, -1, -1},   {0, 2, -1, -1}, {0, 1, -1, -1}, {-1, -1, -1, -1}};
+  const int32_t index = cornerCase(a, threshold);
+  float b[4];
+  for (int32_t k = 0; k < 4; ++k) b[k] = a[k] - threshold;
+  // Corner pairs of the sides, and where on each the level lies.
+  const int32_t ends[4][2] = {{0, 1}, {0, 2}, {1, 3}, {2, 3}};
+  double t[4];
+  for (int32_t side = 0; side < 4; ++side) {
+    const float p = b[ends[side][0]], q = b[ends[side][1]];
+    t[side] = p > q ? static_cast<double>(-p / (q - p)) : 1.0 - static_cast<double>(-q / (p - q));
+  }
+  const double across[4] = {t[0], 0.0, 1.0, t[3]}, down[4] = {0.0, t[1], t[2], 1.0};
+  std::vector<StrokeDot> dots;
+  for (int32_t k = 0; k < 4 && SEGMENTS[index][k] >= 0; k += 2) {
+    const int32_t from = SEGMENTS[index][k], to = SEGMENTS[index][k + 1];
+    const double dx = across[from] - across[to], dy = down[from] - down[to];
+    dots.push_back(StrokeDot{static_cast<float>((across[from] + across[to]) / 2.0 + x),
+                             static_cast<float>((down[from] + down[to]) / 2.0 + y),
+                             static_cast<float>(std::sqrt(dy * dy + dx * dx) * value)});
+  }
+  return dots;
+}
+
+// Every corner pattern, saddles included, with corners on, just above and
+// far from the level, gives at every width the dots of the table.
+TEST(ScribbleWidths, ContourDotsFollowTheCaseTable) {
+  const float levels[] = {0.0f, -1.25f, 2.0f};
+  const float offsets[] = {0.5f, 1e-7f, 3.75f, 0.0f};
+  for (SimdLevel level : levelsHere()) {
+    const StrokeKernels kernels = strokeKernelsFor(level);
+    uint32_t state = 5;
+    for (float threshold : levels) {
+      // One row of 37 cells, every case twice or more, each corner a
+      // little or a lot above or below the level.
+      const int32_t cells = 37;
+      std::vector<float> top(size_t(cells) + 1), bottom(top.size());
+      std::vector<float> cornerValues[4];
+      RowCells row(cells);
+      for (int32_t c = 0; c < cells; ++c) {
+        const int32_t kase = c % 16;
+        for (int32_t k = 0; k < 4; ++k) {
+          const float offset = offsets[nextRandom(&state) % 4];
+          const float corner = kase >> k & 1 ? threshold + (offset == 0.0f ? 1.0f : offset) : threshold - offset;
+          cornerValues[k].push_back(corner);
+        }
+        row.cells.column[c] = c;
+        row.cells.value[c] = static_cast<int32_t>(nextRandom(&state) % 300);
+        row.cells.threshold[c] = threshold;
+        for (int32_t k = 0; k < 4; ++k) row.cells.corner[k][c] = cornerValues[k][size_t(c)];
+      }
+      // Only crossing cells are listed for the dots. (A corner just above
+      // a large level may round onto it and change the case.)
+      std::vector<StrokeDot> expected;
+      int32_t listed = 0, saddles = 0;
+      for (int32_t c = 0; c < cells; ++c) {
+        const float a[4] = {cornerValues[0][size_t(c)], cornerValues[1][size_t(c)], cornerValues[2][size_t(c)],
+                            cornerValues[3][size_t(c)]};
+        const int32_t kase = cornerCase(a, threshold);
+        if (kase == 0 || kase == 15) continue;
+        saddles += kase == 6 || kase == 9;
+        for (const StrokeDot& dot : tableContourDots(a, threshold, c + 9, 4, row.cells.value[c]))
+          expected.push_back(dot);
+        row.cells.column[listed] = row.cells.column[c], row.cells.value[listed] = row.cells.value[c];
+        row.cells.threshold[listed] = row.cells.threshold[c];
+        for (int32_t k = 0; k < 4; ++k) row.cells.corner[k][listed] = row.cells.corner[k][c];
+        ++listed;
+      }
+      EXPECT_GT(saddles, 1);
+      std::vector<StrokeDot> got(size_t(2 * listed + 2));
+      ASSERT_EQ(kernels.scribbleDots(row.cells, listed, 9, 4, got.data()), static_cast<int32_t>(expected.size()))
+          << simdLevelName(level);
+      EXPECT_EQ(std::memcmp(got.data(), expected.data(), sizeof(StrokeDot) * expected.size()), 0)
+          << simdLevelName(level) << " level " << threshold;
     }
   }
 }
@@ -248,10 +403,10 @@ struct BandPlane {
 // The dots of core row `row`: most near the row, some a long way off (as a
 // crest with a tiny denominator throws them), some beyond the plane's
 // edges, and values past both ends of a cell's range.
-std::vector<StrokeDot> dotsOfRow(int32_t row, int32_t tileTop, int32_t width) {
+std::vector<StrokeDot> dotsOfRow(int32_t row, int32_t tileTop, int32_t width, int32_t extra) {
   std::vector<StrokeDot> dots;
   uint32_t state = static_cast<uint32_t>(row * 977 + 3);
-  for (int32_t i = 0; i < 40; ++i) {
+  for (int32_t i = 0; i < 40 + extra; ++i) {
     const float x = static_cast<float>(nextRandom(&state) % (width * 100 + 400)) * 0.01f - 2.0f;
     float offset = static_cast<float>(nextRandom(&state) % 400) * 0.01f - 2.0f;  // -2 .. 2 rows
     if (i % 13 == 0) offset *= 40.0f;
@@ -269,7 +424,7 @@ TEST(StrokeBands, EveryThreadCountGivesTheDotsDrawnInAnyOrder) {
   for (int32_t tileTop : {0, 37}) {
     BandPlane serial(width, rows + 40 + tileTop, tileTop);
     for (int32_t row = rows - 1; row >= 0; --row) {
-      std::vector<StrokeDot> dots = dotsOfRow(row, tileTop, width);
+      std::vector<StrokeDot> dots = dotsOfRow(row, tileTop, width, row % 3);
       for (auto dot = dots.rbegin(); dot != dots.rend(); ++dot)
         drawStrokeDot(dot->x, dot->y, &serial.session.strokePlane, dot->value);
     }
@@ -280,8 +435,15 @@ TEST(StrokeBands, EveryThreadCountGivesTheDotsDrawnInAnyOrder) {
       int32_t bandCount = 0;
       drawStrokesInBands(&banded.session, rows, [&](int32_t begin, int32_t end, StrokeBand* band) {
         EXPECT_LT(begin, end);
-        for (int32_t row = begin; row < end; ++row)
-          for (const StrokeDot& dot : dotsOfRow(row, tileTop, width)) drawBandDot(band, dot.x, dot.y, dot.value);
+        // A row's dots as one list (four at a time and a tail), or, on
+        // some rows, one by one.
+        for (int32_t row = begin; row < end; ++row) {
+          const std::vector<StrokeDot> dots = dotsOfRow(row, tileTop, width, row % 3);
+          if (row % 5 == 0)
+            for (const StrokeDot& dot : dots) drawBandDot(band, dot.x, dot.y, dot.value);
+          else
+            drawBandDots(band, dots.data(), static_cast<int32_t>(dots.size()));
+        }
         __atomic_add_fetch(&bandCount, 1, __ATOMIC_RELAXED);
       });
       EXPECT_GT(bandCount, 2);  // the rows do cross seams
