@@ -33,24 +33,27 @@ CutBuffer cut(const HarnessPicture& picture, const Rect& rect, int32_t lo, int32
     return CutBuffer{nullptr, 0};
   }
   CutBuffer result{nullptr, 0};
-  int32_t* rowBytes = &result.rowBytes;
-  int32_t bytes = picture.depth == 16 ? 2 : 1;
-  int32_t count = hi - lo + 1;
-  int32_t width = rect.right - rect.left, height = rect.bottom - rect.top;
-  *rowBytes = width * count * bytes + 3 * bytes;
-  buffer->assign(static_cast<size_t>(*rowBytes) * height, 0);
+  const int32_t bytes = picture.depth == 16 ? 2 : 1;
+  const int32_t count = hi - lo + 1;
+  const int32_t width = rect.right - rect.left, height = rect.bottom - rect.top;
+  result.rowBytes = width * count * bytes + 3 * bytes;
+  buffer->assign(static_cast<size_t>(result.rowBytes) * height, 0);
+  // Where each column's pixel starts in the picture's samples, worked out
+  // once: the rows below all take the same columns.
+  const size_t planes = static_cast<size_t>(picture.planes());
+  std::vector<size_t> columnAt(static_cast<size_t>(width));
+  for (int32_t x = 0; x < width; ++x)
+    columnAt[x] = static_cast<size_t>(clampTo((rect.left + x) * rate, 0, picture.width - 1)) * planes + lo;
   for (int32_t y = 0; y < height; ++y) {
-    int32_t py = clampTo((rect.top + y) * rate, 0, picture.height - 1);
-    for (int32_t x = 0; x < width; ++x) {
-      int32_t px = clampTo((rect.left + x) * rate, 0, picture.width - 1);
-      const uint16_t* s = picture.at(px, py);
-      uint8_t* d = buffer->data() + static_cast<size_t>(y) * *rowBytes + static_cast<size_t>(x) * count * bytes;
-      for (int32_t k = 0; k < count; ++k) {
-        if (bytes == 1)
-          d[k] = static_cast<uint8_t>(s[lo + k]);
-        else
-          reinterpret_cast<uint16_t*>(d)[k] = s[lo + k];
-      }
+    const int32_t py = clampTo((rect.top + y) * rate, 0, picture.height - 1);
+    const uint16_t* row = picture.samples.data() + static_cast<size_t>(py) * picture.width * planes;
+    uint8_t* d = buffer->data() + static_cast<size_t>(y) * result.rowBytes;
+    if (bytes == 1) {
+      for (int32_t x = 0; x < width; ++x, d += count)
+        for (int32_t k = 0; k < count; ++k) d[k] = static_cast<uint8_t>(row[columnAt[x] + k]);
+    } else {
+      for (int32_t x = 0; x < width; ++x, d += 2 * count)
+        for (int32_t k = 0; k < count; ++k) std::memcpy(d + 2 * k, &row[columnAt[x] + k], 2);
     }
   }
   result.data = buffer->data();
