@@ -12,18 +12,6 @@ struct WideLanes : FloatLanesAvx2 {
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm256_i32gather_epi32(static_cast<const int*>(base), byteOffsets, 1);
   }
-  // No scatter at this width: the lanes go out one by one.
-  static void storeInterleaved(int32_t* out, Words r, Words g, Words b) {
-    int32_t lanes[3][width];
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[0]), r);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[1]), g);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(lanes[2]), b);
-    for (int k = 0; k < width; ++k) {
-      out[3 * k] = lanes[0][k];
-      out[3 * k + 1] = lanes[1][k];
-      out[3 * k + 2] = lanes[2][k];
-    }
-  }
   static bool anyLane(Words mask) { return _mm256_movemask_ps(_mm256_castsi256_ps(mask)) != 0; }
   static Double::V gatherDoubles(const double* base, HalfIndex index) {
     const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi32(-1));

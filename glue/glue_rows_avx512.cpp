@@ -12,13 +12,6 @@ struct WideLanes : FloatLanesAvx512 {
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, byteOffsets, base, 1);
   }
-  static void storeInterleaved(int32_t* out, Words r, Words g, Words b) {
-    const __m512i at = _mm512_mullo_epi32(_mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
-                                          _mm512_set1_epi32(3));
-    _mm512_i32scatter_epi32(out, at, r, 4);
-    _mm512_i32scatter_epi32(out + 1, at, g, 4);
-    _mm512_i32scatter_epi32(out + 2, at, b, 4);
-  }
   static bool anyLane(Words mask) { return _mm512_test_epi32_mask(mask, mask) != 0; }
   static Double::V gatherDoubles(const double* base, HalfIndex index) {
     return _mm512_mask_i32gather_pd(_mm512_setzero_pd(), 0xFF, index, base, 8);

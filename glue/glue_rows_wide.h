@@ -5,8 +5,6 @@
 // (numeric/simd_lanes_*.h, which give the square root) and
 //   Words, HalfIndex                      N and N/2 32-bit integers
 //   Words gatherWords(const void* base, Words byteOffsets)   a word per lane
-//   void storeInterleaved(int32_t* out, Words r, Words g, Words b)
-//                                         r0 g0 b0 r1 g1 b1 ...
 //   bool anyLane(Words mask)              whether any lane is set
 //   Double::V gatherDoubles(const double* base, HalfIndex index)
 //
@@ -28,6 +26,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "glue/colour_convert.h"
 #include "glue/fast_angle.h"
@@ -51,10 +50,6 @@ typedef int64_t L __attribute__((vector_size(8 * N)));
 inline F rootOf(F x) { return F(WideLanes::sqrt(x)); }
 inline I gatherWords(const void* base, I byteOffsets) {
   return I(WideLanes::gatherWords(base, WideLanes::Words(byteOffsets)));
-}
-inline void storeInterleaved(int32_t* out, I r, I g, I b) {
-  using Words = WideLanes::Words;
-  WideLanes::storeInterleaved(out, Words(r), Words(g), Words(b));
 }
 inline bool anyLane(I mask) { return WideLanes::anyLane(WideLanes::Words(mask)); }
 // The doubles span two registers: each half of the indices gathers one.
@@ -135,14 +130,69 @@ struct Units {
   static constexpr float top = float(S::M);
 };
 
-inline I laneNumbers() {
-  I v;
-  for (int k = 0; k < N; ++k) v[k] = k;
-  return v;
+// Interleaved pixels (r0 g0 b0 r1 ...) in and out of channel lanes by two
+// two-source shuffles per vector, with masks fixed at compile time: a
+// gather or scatter moves one word at a time.
+struct ShuffleMasks {
+  int32_t first[N], second[N];
+};
+// Channel `channel` of the 3N words w0 w1 w2: lane k is word 3k + channel.
+// The first shuffle takes the lanes found in w0 and w1, the second keeps
+// them and brings in those of w2.
+constexpr ShuffleMasks splitMasks(int channel) {
+  ShuffleMasks m{};
+  for (int k = 0; k < N; ++k) {
+    const int word = 3 * k + channel;
+    m.first[k] = word < 2 * N ? word : 0;
+    m.second[k] = word < 2 * N ? k : N + word - 2 * N;
+  }
+  return m;
+}
+// Output vector `part` of the interleaved words: its position p is word
+// j = part * N + p, channel j % 3 of lane j / 3. The first shuffle takes
+// red and green, the second keeps them and brings in blue.
+constexpr ShuffleMasks joinMasks(int part) {
+  ShuffleMasks m{};
+  for (int p = 0; p < N; ++p) {
+    const int word = part * N + p, lane = word / 3, channel = word % 3;
+    m.first[p] = channel == 1 ? N + lane : lane;
+    m.second[p] = channel == 2 ? N + lane : p;
+  }
+  return m;
+}
+template <size_t... K>
+constexpr I maskOf(const int32_t (&m)[N], std::index_sequence<K...>) {
+  return I{m[K]...};
+}
+
+template <int Channel>
+inline I channelLanes(const int32_t* c) {
+  constexpr ShuffleMasks m = splitMasks(Channel);
+  constexpr I first = maskOf(m.first, std::make_index_sequence<N>());
+  constexpr I second = maskOf(m.second, std::make_index_sequence<N>());
+  I w[3];
+  std::memcpy(w, c, sizeof w);
+  return __builtin_shuffle(__builtin_shuffle(w[0], w[1], first), w[2], second);
+}
+
+template <int Part>
+inline I joinedPart(I r, I g, I b) {
+  constexpr ShuffleMasks m = joinMasks(Part);
+  constexpr I first = maskOf(m.first, std::make_index_sequence<N>());
+  constexpr I second = maskOf(m.second, std::make_index_sequence<N>());
+  return __builtin_shuffle(__builtin_shuffle(r, g, first), b, second);
+}
+
+// r0 g0 b0 r1 g1 b1 ... into out.
+inline void storeInterleaved(int32_t* out, I r, I g, I b) {
+  const I w[3] = {joinedPart<0>(r, g, b), joinedPart<1>(r, g, b), joinedPart<2>(r, g, b)};
+  std::memcpy(out, w, sizeof w);
 }
 
 // One channel of N interleaved pixels.
-inline I channelOf(const int32_t* c, int channel) { return gatherWords(c + channel, laneNumbers() * 12); }
+inline I channelOf(const int32_t* c, int channel) {
+  return channel == 0 ? channelLanes<0>(c) : channel == 1 ? channelLanes<1>(c) : channelLanes<2>(c);
+}
 
 struct RgbL {
   F r, g, b;
