@@ -244,20 +244,25 @@ inline bool allTopsAlike(const int32_t* tops) {
   return !anyLane(differs);
 }
 
-// `count` cached values of each lane's top colour, of the kind `tag`.
-// The lanes probe the tables' top-colour cache side by side, checking the
-// whole key as topWorking does; a lane that misses fills its entry through
-// the out-of-line lookup and copies it at once, after the hits are read (a
-// fill may take over an entry another lane read).
+// The cached values of each lane's top colour, of the kind `tag`: those
+// whose bit is set in Used, of the first Count; the others are left zero.
+// The lanes probe the tables' top-colour cache side by side. At 8 bits an
+// entry's first key word packs the tag and the colour's bytes (topKeyWord,
+// worked out again here on the lanes), which settles a hit alone for
+// colours on the scale; at 16 bits, or with a colour off the scale, the
+// whole key is compared as topWorking does. A lane that misses fills its
+// entry through the out-of-line lookup and copies it at once, after the
+// hits are read (a fill may take over an entry another lane read).
 using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
 typedef uint32_t U __attribute__((vector_size(4 * N)));
-template <int Count>
+template <class S, int Count, unsigned Used>
 inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
                         F value[Count]) {
+  constexpr auto used = [](int i) { return ((Used >> i) & 1u) != 0; };
   // Flat parts of the picture give runs of one top colour: one lookup.
   if (allTopsAlike(tops)) {
     const float* t = entry(tables, tops);
-    for (int i = 0; i < Count; ++i) value[i] = splat(t[i]);
+    for (int i = 0; i < Count; ++i) value[i] = used(i) ? splat(t[i]) : F{};
     return;
   }
   const I r = channelOf(tops, 0), g = channelOf(tops, 1), b = channelOf(tops, 2);
@@ -266,10 +271,21 @@ inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
   const I at = I(hash >> (32 - GLUE_TOP_CACHE_BITS)) * int32_t(sizeof(GlueTopEntry));
   const char* cache = reinterpret_cast<const char*>(tables.topCache);
   const char* keys = cache + offsetof(GlueTopEntry, key);
-  const I hit = (gatherWords(keys, at) == tag) & (gatherWords(keys + 4, at) == r) &
-                (gatherWords(keys + 8, at) == g) & (gatherWords(keys + 12, at) == b);
+  I hit;
+  if constexpr (S::EIGHT_BIT) {
+    const I offScale = U(r | g | b) > 0xFFu;
+    const I packed = pickI(offScale, splatI(tag | TOP_KEY_OFF_SCALE), I(uint32_t(tag) | U(r) << 8 | U(g) << 16 | U(b) << 24));
+    hit = gatherWords(keys, at) == packed;
+    if (anyLane(offScale))
+      hit &= (gatherWords(keys + 4, at) == r) & (gatherWords(keys + 8, at) == g) & (gatherWords(keys + 12, at) == b);
+  } else {
+    hit = (gatherWords(keys, at) == tag) & (gatherWords(keys + 4, at) == r) & (gatherWords(keys + 8, at) == g) &
+          (gatherWords(keys + 12, at) == b);
+  }
   const char* values = cache + offsetof(GlueTopEntry, value);
   for (int i = 0; i < Count; ++i) {
+    value[i] = F{};
+    if (!used(i)) continue;
     const I bits = gatherWords(values + 4 * i, at);
     std::memcpy(&value[i], &bits, sizeof bits);
   }
@@ -279,7 +295,8 @@ inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
   for (int k = 0; k < N; ++k) {
     if (hit[k]) continue;
     const float* t = entry(tables, tops + 3 * k);
-    for (int i = 0; i < Count; ++i) copied[i][k] = t[i];
+    for (int i = 0; i < Count; ++i)
+      if (used(i)) copied[i][k] = t[i];
   }
   std::memcpy(value, copied, sizeof copied);
 }
@@ -625,22 +642,26 @@ LabL limbicMixL(const LabL& b, const LabL& t) {
 // ---------------------------------------------------------------------------
 // The modes, N pixels per call.
 
-template <class S>
+// Only the values a mode reads are fetched: Used has bit i for value i.
+enum : unsigned { TOP_H = 1, TOP_S = 2, TOP_L = 4, TOP_HUE_LIGHT = 8, TOP_HUE_FACTOR = 16 };
+template <class S, unsigned Used>
 struct TopLightL {
   F value[5];  // h, s, l, hueLight, hueFactor
   TopLightL(const GlueTables& tables, const int32_t* tops) {
-    topValuesOf<5>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
+    topValuesOf<S, 5, Used>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
   }
-  F h() const { return value[0]; }
-  F s() const { return value[1]; }
-  F l() const { return value[2]; }
-  F hueLight() const { return value[3]; }
-  F hueFactor() const { return value[4]; }
+  // Each accessor is compiled only where a mode calls it: reading a value
+  // the mode did not fetch fails to build.
+  F h() const { static_assert(Used & TOP_H, "fetch h"); return value[0]; }
+  F s() const { static_assert(Used & TOP_S, "fetch s"); return value[1]; }
+  F l() const { static_assert(Used & TOP_L, "fetch l"); return value[2]; }
+  F hueLight() const { static_assert(Used & TOP_HUE_LIGHT, "fetch hueLight"); return value[3]; }
+  F hueFactor() const { static_assert(Used & TOP_HUE_FACTOR, "fetch hueFactor"); return value[4]; }
 };
 
 template <class S>
 void colorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_H | TOP_S | TOP_HUE_LIGHT> t(tables, tops);
   storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lumasOf<S>(bases), t.hueLight()));
 }
 
@@ -653,7 +674,7 @@ void luminanceLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
 
 template <class S>
 void saturationLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_S | TOP_HUE_FACTOR> t(tables, tops);
   F hueLight, hueFactor;
   const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
   storeColours<S>(tops, lightHslToRgbL(b.h, t.s(), b.l, hueLuminanceWithL(b.h, t.s(), t.hueFactor())));
@@ -661,7 +682,7 @@ void saturationLanes(int32_t* tops, const int32_t* bases, const GlueTables& tabl
 
 template <class S>
 void hueLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_H> t(tables, tops);
   F hueLight, hueFactor;
   const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
   storeColours<S>(tops, lightHslToRgbL(t.h(), b.s, b.l, hueLuminanceWithL(t.h(), b.s, hueFactor)));
@@ -669,13 +690,13 @@ void hueLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
 
 template <class S>
 void sinisterLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
   storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lightRatioL(lumasOf<S>(bases), t.l()), t.hueLight()));
 }
 
 template <class S>
 void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
   F hueLight, hueFactor;
   const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
   storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), anchoredLightnessL(t.l(), b.l, t.l()), t.hueLight()));
@@ -683,7 +704,7 @@ void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables
 
 template <class S>
 void posteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S> t(tables, tops);
+  const TopLightL<S, TOP_L> t(tables, tops);
   F hueLight, hueFactor;
   const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
   storeColours<S>(tops, lightHslToRgbL(b.h, b.s, anchoredLightnessL(t.l(), b.l, b.l), hueLight));
@@ -710,7 +731,7 @@ inline F turnsOf(F angle) {
 template <class S>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[4];  // x1, y1, gate, l1
-  topValuesOf<4>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
+  topValuesOf<S, 4, 15>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
   const HslL c2 = rgbToHslL(coloursOf<S>(bases));
   // Grey tops at black or white (the ramp's ends, common in flat parts of
   // the picture): the point is (0, 0) scaled by a gate of 0 and stays a
@@ -747,7 +768,7 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
 template <class S, LabL (*Mix)(const LabL&, const LabL&)>
 void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F value[3];
-  topValuesOf<3>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
+  topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
   const LabL labTop{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
   const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
   const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;

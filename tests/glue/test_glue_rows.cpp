@@ -5,10 +5,12 @@
 // greys, the half, saturated primaries and random colours).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
 #include "glue/colour_convert.h"
+#include "glue/glue_colour_shared.h"
 #include "glue/glue_modes.h"
 #include "glue/glue_simd.h"
 
@@ -198,6 +200,55 @@ TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
     for (SimdLevel lanes : {SIMD_AVX2, SIMD_AVX512}) {
       std::vector<int32_t> got = tops;
       glueRowFunctionAt(lanes, mode, 8)(got.data(), bases.data(), count, runTables());
+      ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode;
+    }
+  }
+}
+
+// At 8 bits the wide forms tell a top-colour cache hit by one packed key
+// word. A top off the scale whose low bytes match a colour on it, and which
+// lands in the same cache entry, must not be taken for that colour (nor the
+// other way round): rows alternating the two, with the entry handed back and
+// forth, against the per-pixel function.
+TEST(GlueRows, OffScaleTopsNeverHitTheirLowByteTwins) {
+  using namespace glue;
+  auto slot = [](int mode, const int32_t c[3]) {
+    const int32_t tag = topTag<Scale8>(mode == GLUE_FRONTAL ? PLAIN_POLAR : mode == GLUE_PARIETAL ? LAB : LIGHT_HSL);
+    const uint32_t hash = uint32_t(c[0]) * TOP_HASH_FACTORS[0] + uint32_t(c[1]) * TOP_HASH_FACTORS[1] +
+                          uint32_t(c[2]) * TOP_HASH_FACTORS[2] + uint32_t(tag) * TOP_HASH_FACTORS[3];
+    return hash >> (32 - GLUE_TOP_CACHE_BITS);
+  };
+  for (int mode : {GLUE_COLOR, GLUE_FRONTAL, GLUE_PARIETAL}) {
+    // A twin pair in one entry: (r, g, b) and a colour 256 times some whole
+    // numbers away in each channel.
+    const int32_t onScale[3] = {30, 200, 100};
+    int32_t offScale[3] = {0, 0, 0};
+    bool found = false;
+    for (int32_t kr = -8; kr <= 8 && !found; ++kr)
+      for (int32_t kg = -8; kg <= 8 && !found; ++kg)
+        for (int32_t kb = -8; kb <= 8 && !found; ++kb) {
+          const int32_t twin[3] = {onScale[0] + 256 * kr, onScale[1] + 256 * kg, onScale[2] + 256 * kb};
+          if ((kr | kg | kb) == 0 || slot(mode, twin) != slot(mode, onScale)) continue;
+          std::copy(twin, twin + 3, offScale);
+          found = true;
+        }
+    ASSERT_TRUE(found) << mode;
+    const int32_t count = 67;
+    std::vector<int32_t> tops, bases;
+    Lcg rng{uint32_t(mode)};
+    for (int32_t i = 0; i < count; ++i) {
+      const int32_t* top = (i / 3) % 2 ? offScale : onScale;
+      tops.insert(tops.end(), top, top + 3);
+      int32_t base[3];
+      randomColour(rng, 255, base);
+      bases.insert(bases.end(), base, base + 3);
+    }
+    for (SimdLevel lanes : WIDTHS) {
+      static GlueTables tables;
+      buildRunTables(tables);
+      std::vector<int32_t> expected = tops, got = tops;
+      for (int32_t i = 0; i < count; ++i) glueFunction(mode, 8)(&expected[3 * i], &bases[3 * i], tables);
+      glueRowFunctionAt(lanes, mode, 8)(got.data(), bases.data(), count, tables);
       ASSERT_EQ(got, expected) << "width " << lanes << " mode " << mode;
     }
   }
