@@ -8,15 +8,10 @@ namespace {
 
 struct WideLanes : FloatLanesAvx2 {
   using Words = __m256i;
-  using HalfIndex = __m128i;
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm256_i32gather_epi32(static_cast<const int*>(base), byteOffsets, 1);
   }
   static bool anyLane(Words mask) { return _mm256_movemask_ps(_mm256_castsi256_ps(mask)) != 0; }
-  static Double::V gatherDoubles(const double* base, HalfIndex index) {
-    const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi32(-1));
-    return _mm256_mask_i32gather_pd(_mm256_setzero_pd(), base, index, all, 8);
-  }
 };
 
 }  // namespace

@@ -8,14 +8,10 @@ namespace {
 
 struct WideLanes : FloatLanesAvx512 {
   using Words = __m512i;
-  using HalfIndex = __m256i;
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, byteOffsets, base, 1);
   }
   static bool anyLane(Words mask) { return _mm512_test_epi32_mask(mask, mask) != 0; }
-  static Double::V gatherDoubles(const double* base, HalfIndex index) {
-    return _mm512_mask_i32gather_pd(_mm512_setzero_pd(), 0xFF, index, base, 8);
-  }
 };
 
 }  // namespace

@@ -3,10 +3,9 @@
 // per target includes this after it has defined, in glue's anonymous
 // namespace, a struct WideLanes: the shared float lanes of its width
 // (numeric/simd_lanes_*.h, which give the square root) and
-//   Words, HalfIndex                      N and N/2 32-bit integers
+//   Words                                 N 32-bit integers
 //   Words gatherWords(const void* base, Words byteOffsets)   a word per lane
 //   bool anyLane(Words mask)              whether any lane is set
-//   Double::V gatherDoubles(const double* base, HalfIndex index)
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
 // and glue_colour_modes.cpp, in the same order and precision, like the
@@ -52,17 +51,6 @@ inline I gatherWords(const void* base, I byteOffsets) {
   return I(WideLanes::gatherWords(base, WideLanes::Words(byteOffsets)));
 }
 inline bool anyLane(I mask) { return WideLanes::anyLane(WideLanes::Words(mask)); }
-// The doubles span two registers: each half of the indices gathers one.
-inline D gatherDoubles(const double* base, I index) {
-  WideLanes::HalfIndex at[2];
-  std::memcpy(at, &index, sizeof at);
-  const WideLanes::Double::V halves[2] = {WideLanes::gatherDoubles(base, at[0]),
-                                          WideLanes::gatherDoubles(base, at[1])};
-  D out;
-  std::memcpy(&out, halves, sizeof out);
-  return out;
-}
-
 inline F splat(float v) { return F{} + v; }
 inline D splatD(double v) { return D{} + v; }
 inline I splatI(int32_t v) { return I{} + v; }
@@ -462,6 +450,47 @@ inline I bitsOf(F x) {
   return bits;
 }
 
+// arcTangentStepTable()[j] for j in 0..16, without a gather: the low and
+// high words of the 17 doubles are each shuffled by j, the last entry taken
+// by a select.
+struct StepWords {
+  I low[16 / N], high[16 / N];
+  int32_t lastLow, lastHigh;
+};
+inline StepWords stepWords() {
+  StepWords w{};
+  const double* steps = arcTangentStepTable();
+  uint32_t words[2][17];
+  for (int j = 0; j < 17; ++j) {
+    uint64_t bits;
+    std::memcpy(&bits, &steps[j], sizeof bits);
+    words[0][j] = uint32_t(bits);
+    words[1][j] = uint32_t(bits >> 32);
+  }
+  std::memcpy(w.low, words[0], sizeof w.low);
+  std::memcpy(w.high, words[1], sizeof w.high);
+  w.lastLow = int32_t(words[0][16]);
+  w.lastHigh = int32_t(words[1][16]);
+  return w;
+}
+inline I byIndex(const I (&table)[16 / N], I at) {
+  if constexpr (N == 16)
+    return __builtin_shuffle(table[0], at);
+  else
+    return __builtin_shuffle(table[0], table[1], at);
+}
+inline D arcTangentStepsAt(I j) {
+  static const StepWords w = stepWords();
+  const I at = j & 15, last = j == 16;
+  typedef uint64_t UL __attribute__((vector_size(8 * N)));
+  const UL low = __builtin_convertvector(U(pickI(last, splatI(w.lastLow), byIndex(w.low, at))), UL);
+  const UL high = __builtin_convertvector(U(pickI(last, splatI(w.lastHigh), byIndex(w.high, at))), UL);
+  const UL bits = high << 32 | low;
+  D out;
+  std::memcpy(&out, &bits, sizeof out);
+  return out;
+}
+
 inline F arcTangent2L(F y, F x) {
   const F ax = absOf(x), ay = absOf(y);
   const I j = truncated((lesser(ax, ay) / greater(ax, ay)) * 16.0f + 0.5f);
@@ -477,10 +506,8 @@ inline F arcTangent2L(F y, F x) {
   series = series * z + 1.0 / 5;
   series = series * z + -1.0 / 3;
   const D tail = (t * z) * series;
-  const double* steps = arcTangentStepTable();
-  D base;
   // j is 0..16 but in NaN lanes, which take the exact path.
-  base = gatherDoubles(steps, pickI((j >= 0) & (j <= 16), j, I{}));
+  const D base = arcTangentStepsAt(pickI((j >= 0) & (j <= 16), j, I{}));
   D r = base + (t + tail);
   // Widening is exact, so the float comparisons decide as the double ones.
   r = pickD(wideMask(ay > ax), 1.5707963267948966 - r, r);
@@ -495,12 +522,13 @@ inline F arcTangent2L(F y, F x) {
   // come from numeric:: (see arcTangentsOfZeros). Common in "frontal", where
   // a black or white top colour makes the mixed point the top's own (0, 0).
   const I zeroY = y == 0.0f, zeroX = ~zeroY & (x == 0.0f);
-  const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
-  const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
-  const I zeroBits = gatherWords(arcTangentsOfZeros(), zeroAt * 4);
-  F zeroAngle;
-  std::memcpy(&zeroAngle, &zeroBits, sizeof zeroAngle);
-  quick = pick(zeroY | zeroX, zeroAngle, quick);
+  if (anyLane(zeroY | zeroX)) {
+    const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
+    const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
+    F zeros{};
+    std::memcpy(&zeros, arcTangentsOfZeros(), 6 * sizeof(float));
+    quick = pick(zeroY | zeroX, __builtin_shuffle(zeros, zeroAt), quick);
+  }
   const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
   if (anyLane(unsettled))
     for (int k = 0; k < N; ++k)
