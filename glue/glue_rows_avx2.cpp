@@ -8,6 +8,11 @@ namespace {
 
 struct WideLanes : FloatLanesAvx2 {
   using Words = __m256i;
+  using HalfWords = __m128i;
+  using Pairs = __m256i;
+  static Pairs gatherPairs(const void* base, HalfWords byteOffsets) {
+    return _mm256_i32gather_epi64(static_cast<const long long*>(base), byteOffsets, 1);
+  }
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm256_i32gather_epi32(static_cast<const int*>(base), byteOffsets, 1);
   }

@@ -8,6 +8,11 @@ namespace {
 
 struct WideLanes : FloatLanesAvx512 {
   using Words = __m512i;
+  using HalfWords = __m256i;
+  using Pairs = __m512i;
+  static Pairs gatherPairs(const void* base, HalfWords byteOffsets) {
+    return _mm512_i32gather_epi64(byteOffsets, base, 1);
+  }
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, byteOffsets, base, 1);
   }

@@ -3,8 +3,11 @@
 // per target includes this after it has defined, in glue's anonymous
 // namespace, a struct WideLanes: the shared float lanes of its width
 // (numeric/simd_lanes_*.h, which give the square root) and
-//   Words                                 N 32-bit integers
+//   Words, HalfWords, Pairs               N and N/2 32-bit integers, N/2
+//                                         64-bit integers
 //   Words gatherWords(const void* base, Words byteOffsets)   a word per lane
+//   Pairs gatherPairs(const void* base, HalfWords byteOffsets)
+//                                         8 bytes per lane
 //   bool anyLane(Words mask)              whether any lane is set
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
@@ -45,12 +48,24 @@ typedef float F __attribute__((vector_size(4 * N)));
 typedef int32_t I __attribute__((vector_size(4 * N)));
 typedef double D __attribute__((vector_size(8 * N)));
 typedef int64_t L __attribute__((vector_size(8 * N)));
+typedef uint32_t U __attribute__((vector_size(4 * N)));
 
 inline F rootOf(F x) { return F(WideLanes::sqrt(x)); }
 inline I gatherWords(const void* base, I byteOffsets) {
   return I(WideLanes::gatherWords(base, WideLanes::Words(byteOffsets)));
 }
 inline bool anyLane(I mask) { return WideLanes::anyLane(WideLanes::Words(mask)); }
+// The two words at each lane's byte offset: first and second.
+inline void pairsOf(const void* base, I byteOffsets, I& first, I& second) {
+  typedef uint64_t UL __attribute__((vector_size(8 * N)));
+  WideLanes::HalfWords at[2];
+  std::memcpy(at, &byteOffsets, sizeof at);
+  const WideLanes::Pairs halves[2] = {WideLanes::gatherPairs(base, at[0]), WideLanes::gatherPairs(base, at[1])};
+  UL pairs;
+  std::memcpy(&pairs, halves, sizeof pairs);
+  first = I(__builtin_convertvector(pairs, U));
+  second = I(__builtin_convertvector(pairs >> 32, U));
+}
 inline F splat(float v) { return F{} + v; }
 inline D splatD(double v) { return D{} + v; }
 inline I splatI(int32_t v) { return I{} + v; }
@@ -242,7 +257,6 @@ inline bool allTopsAlike(const int32_t* tops) {
 // entry through the out-of-line lookup and copies it at once, after the
 // hits are read (a fill may take over an entry another lane read).
 using TopEntry = const float* (*)(const GlueTables&, const int32_t*);
-typedef uint32_t U __attribute__((vector_size(4 * N)));
 template <class S, int Count, unsigned Used>
 inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, const int32_t* tops,
                         F value[Count]) {
@@ -274,7 +288,18 @@ inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
   for (int i = 0; i < Count; ++i) {
     value[i] = F{};
     if (!used(i)) continue;
-    const I bits = gatherWords(values + 4 * i, at);
+    I bits;
+    if (i + 1 < Count && used(i + 1)) {
+      // Two neighbouring values in one fetch of 8 bytes per lane: half the
+      // words a gather moves one by one.
+      I second;
+      pairsOf(values + 4 * i, at, bits, second);
+      std::memcpy(&value[i + 1], &second, sizeof second);
+      std::memcpy(&value[i], &bits, sizeof bits);
+      ++i;
+      continue;
+    }
+    bits = gatherWords(values + 4 * i, at);
     std::memcpy(&value[i], &bits, sizeof bits);
   }
   if (!anyLane(~hit)) return;
