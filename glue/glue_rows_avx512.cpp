@@ -16,6 +16,8 @@ struct WideLanes : FloatLanesAvx512 {
   static Words gatherWords(const void* base, Words byteOffsets) {
     return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), 0xFFFF, byteOffsets, base, 1);
   }
+  // The compiler's shuffles give one two-source permute each here.
+  static constexpr bool ownShuffles = false;
   static bool anyLane(Words mask) { return _mm512_test_epi32_mask(mask, mask) != 0; }
 };
 

@@ -9,6 +9,8 @@
 //   Pairs gatherPairs(const void* base, HalfWords byteOffsets)
 //                                         8 bytes per lane
 //   bool anyLane(Words mask)              whether any lane is set
+//   bool ownShuffles                      true if it gives channelLanes<C>
+//                                         and storeInterleaved itself
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
 // and glue_colour_modes.cpp, in the same order and precision, like the
@@ -168,8 +170,11 @@ constexpr I maskOf(const int32_t (&m)[N], std::index_sequence<K...>) {
   return I{m[K]...};
 }
 
-template <int Channel>
+// (Lanes is WideLanes, a parameter so that the branch not taken is never
+// compiled.)
+template <int Channel, class Lanes = WideLanes>
 inline I channelLanes(const int32_t* c) {
+  if constexpr (Lanes::ownShuffles) return I(Lanes::template channelLanes<Channel>(c));
   constexpr ShuffleMasks m = splitMasks(Channel);
   constexpr I first = maskOf(m.first, std::make_index_sequence<N>());
   constexpr I second = maskOf(m.second, std::make_index_sequence<N>());
@@ -187,7 +192,13 @@ inline I joinedPart(I r, I g, I b) {
 }
 
 // r0 g0 b0 r1 g1 b1 ... into out.
+template <class Lanes = WideLanes>
 inline void storeInterleaved(int32_t* out, I r, I g, I b) {
+  if constexpr (Lanes::ownShuffles) {
+    using Words = typename Lanes::Words;
+    Lanes::storeInterleaved(out, Words(r), Words(g), Words(b));
+    return;
+  }
   const I w[3] = {joinedPart<0>(r, g, b), joinedPart<1>(r, g, b), joinedPart<2>(r, g, b)};
   std::memcpy(out, w, sizeof w);
 }
