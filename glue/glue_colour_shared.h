@@ -96,11 +96,12 @@ constexpr int32_t topTag(TopWorking kind) {
 // of red, green, blue and the tag times these.
 constexpr uint32_t TOP_HASH_FACTORS[4] = {0x9E3779B1u, 0x85EBCA77u, 0xC2B2AE3Du, 0x27D4EB2Fu};
 
-// An entry's key[0]: the tag, and at 8 bits the colour's three bytes above
-// it. For colours on the 8-bit scale that word alone tells a hit, so the
-// wide row forms fetch one word per lane rather than four; a colour off the
-// scale gets the tag with its top bit set instead (tags are small), a word
-// no colour on the scale has. Here the whole key is still compared.
+// An entry's packedKey: the tag, and at 8 bits the colour's three bytes
+// above it. For colours on the 8-bit scale that word alone tells a hit, so
+// the wide row forms fetch one word per lane rather than four; a colour off
+// the scale gets the tag with its top bit set instead (tags are small), a
+// word no colour on the scale has. It is written with the entry; the lookup
+// here compares the whole key and leaves it alone.
 constexpr int32_t TOP_KEY_OFF_SCALE = 0x80;
 template <class D>
 constexpr int32_t topKeyWord(int32_t tag, int32_t r, int32_t g, int32_t b) {
@@ -120,11 +121,11 @@ const float* topWorking(const GlueTables& tables, TopWorking kind, const int32_t
   const uint32_t hash = uint32_t(r) * TOP_HASH_FACTORS[0] + uint32_t(g) * TOP_HASH_FACTORS[1] +
                         uint32_t(b) * TOP_HASH_FACTORS[2] + uint32_t(tag) * TOP_HASH_FACTORS[3];
   GlueTopEntry& entry = tables.topCache[hash >> (32 - GLUE_TOP_CACHE_BITS)];
-  const int32_t keyWord = topKeyWord<D>(tag, r, g, b);
-  if (entry.key[0] != keyWord || entry.key[1] != r || entry.key[2] != g || entry.key[3] != b) {
+  if (entry.key[0] != tag || entry.key[1] != r || entry.key[2] != g || entry.key[3] != b) {
     const int32_t colour[3] = {r, g, b};
     fill(colour, entry.value);
-    entry.key[0] = keyWord;
+    entry.packedKey = topKeyWord<D>(tag, r, g, b);
+    entry.key[0] = tag;
     entry.key[1] = r;
     entry.key[2] = g;
     entry.key[3] = b;

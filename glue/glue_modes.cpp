@@ -355,6 +355,6 @@ void buildRunTables(GlueTables& tables) {
   tables.labForward = lab.forward;
   tables.labInverse = lab.inverse;
   tables.labAxis16 = labAxis16();
-  for (GlueTopEntry& entry : tables.topCache) entry.key[0] = 0;
+  for (GlueTopEntry& entry : tables.topCache) entry.key[0] = entry.packedKey = 0;
   for (GlueAngleEntry& entry : tables.angleCache) entry.key = 0;
 }

@@ -123,6 +123,7 @@ struct LabAxisPoint;
 struct GlueTopEntry {
   int32_t key[4];
   float value[6];
+  int32_t packedKey;  // the key in one word for the wide row forms (0: empty)
 };
 constexpr int GLUE_TOP_CACHE_BITS = 9;
 constexpr int GLUE_TOP_CACHE_SIZE = 1 << GLUE_TOP_CACHE_BITS;

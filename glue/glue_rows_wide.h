@@ -261,7 +261,7 @@ inline bool allTopsAlike(const int32_t* tops) {
 // The cached values of each lane's top colour, of the kind `tag`: those
 // whose bit is set in Used, of the first Count; the others are left zero.
 // The lanes probe the tables' top-colour cache side by side. At 8 bits an
-// entry's first key word packs the tag and the colour's bytes (topKeyWord,
+// entry's packedKey holds the tag and the colour's bytes (topKeyWord,
 // worked out again here on the lanes), which settles a hit alone for
 // colours on the scale; at 16 bits, or with a colour off the scale, the
 // whole key is compared as topWorking does. A lane that misses fills its
@@ -288,7 +288,7 @@ inline void topValuesOf(TopEntry entry, int32_t tag, const GlueTables& tables, c
   if constexpr (S::EIGHT_BIT) {
     const I offScale = U(r | g | b) > 0xFFu;
     const I packed = pickI(offScale, splatI(tag | TOP_KEY_OFF_SCALE), I(uint32_t(tag) | U(r) << 8 | U(g) << 16 | U(b) << 24));
-    hit = gatherWords(keys, at) == packed;
+    hit = gatherWords(cache + offsetof(GlueTopEntry, packedKey), at) == packed;
     if (anyLane(offScale))
       hit &= (gatherWords(keys + 4, at) == r) & (gatherWords(keys + 8, at) == g) & (gatherWords(keys + 12, at) == b);
   } else {
