@@ -667,9 +667,15 @@ inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint
   for (int k = 0; k < 3; ++k) {
     const I acc = byteOf(corner0, 8 * k) * w0 + byteOf(corner1, 8 * k) * w1 +
                   byteOf(corner2, 8 * k) * w2 + byteOf(corner3, 8 * k) * smallest;
-    // acc is below 2^20, so its single-precision quotient is never rounded
-    // across an integer, and truncation gives the integer quotient.
-    out.c[k] = truncated(toFloat(acc) / 17.0f);
+    if constexpr (S::EIGHT_BIT) {
+      // The weights sum to 17, so acc is at most 255 * 17; below 8754 the
+      // product by 7711 shifted down 17 bits is the integer quotient.
+      out.c[k] = (acc * 7711) >> 17;
+    } else {
+      // acc is below 2^20, so its single-precision quotient is never rounded
+      // across an integer, and truncation gives the integer quotient.
+      out.c[k] = truncated(toFloat(acc) / 17.0f);
+    }
   }
   return out;
 }

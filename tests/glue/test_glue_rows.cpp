@@ -103,10 +103,12 @@ TEST(GlueRows, RowFormsMatchThePerPixelFunctionAtBothDepths) {
 
 // The Lab row forms place 8-bit values on the table's axis with
 // (x * 241) >> 12 for x / 17, and take each interpolated sum's quotient by 17
-// in single precision; both must equal the integer division on every value
-// they meet (sums stay below 255 times the 16-bit cell).
+// as (sum * 7711) >> 17 at 8 bits (sums up to 255 * 17) and in single
+// precision at 16 bits (sums below 255 times the 16-bit cell); each must
+// equal the integer division on every value it meets.
 TEST(GlueRows, LabShortcutsEqualIntegerDivisionBySeventeen) {
   for (int32_t x = 0; x <= 255; ++x) ASSERT_EQ((x * 241) >> 12, x / 17) << x;
+  for (int32_t sum = 0; sum <= 255 * 17; ++sum) ASSERT_EQ((sum * 7711) >> 17, sum / 17) << sum;
   for (int32_t sum = 0; sum < (1 << 20); ++sum)
     ASSERT_EQ(int32_t(float(sum) / 17.0f), sum / 17) << sum;
 }
