@@ -10,11 +10,7 @@ int16_t runFilterOverPicture(PluginEntryProc entry, HostImage* picture, int32_t 
                              int32_t bottom, const GimpFilterValues& values, const FilterRunHooks& hooks,
                              std::string* message) {
   HostOptions options;
-  options.haveSelection = true;
-  options.selectionLeft = left;
-  options.selectionTop = top;
-  options.selectionRight = right;
-  options.selectionBottom = bottom;
+  setHostSelection(&options, left, top, right, bottom);
   for (int i = 0; i < 3; ++i) {
     options.foreground[i] = hooks.foreground[i];
     options.background[i] = hooks.background[i];

@@ -198,11 +198,7 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
         *error = "bad selection \"" + value + "\": want L,T,R,B with L<R and T<B";
         return ParseOutcome::Error;
       }
-      options->haveSelection = true;
-      options->selectionLeft = int32_t(v[0]);
-      options->selectionTop = int32_t(v[1]);
-      options->selectionRight = int32_t(v[2]);
-      options->selectionBottom = int32_t(v[3]);
+      setHostSelection(options, int32_t(v[0]), int32_t(v[1]), int32_t(v[2]), int32_t(v[3]));
     } else if (name == "fore" || name == "back") {
       if (!parseColor(value, name == "fore" ? options->foreground : options->background)) {
         *error = "bad colour \"" + value + "\" for --" + name + ": want R,G,B each 0..255";
@@ -378,4 +374,12 @@ const char* hostUsageText() {
          "Exit status: 0 success; 1 the plug-in reported an error (code on stderr), or in\n"
          "batch mode any file failed; 2 bad command line; 3 a file or the plug-in could not\n"
          "be read or written; 4 cancelled (the dialog's Cancel, or the abort check).\n";
+}
+
+void setHostSelection(HostOptions* options, int32_t left, int32_t top, int32_t right, int32_t bottom) {
+  options->haveSelection = true;
+  options->selectionLeft = left;
+  options->selectionTop = top;
+  options->selectionRight = right;
+  options->selectionBottom = bottom;
 }

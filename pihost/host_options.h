@@ -75,5 +75,9 @@ ParseOutcome parseHostOptions(int argc, const char* const* argv, HostOptions* op
 // The text of --help.
 const char* hostUsageText();
 
+// Sets the selection rectangle (left, top, right, bottom; right and bottom
+// one past), as --selection would.
+void setHostSelection(HostOptions* options, int32_t left, int32_t top, int32_t right, int32_t bottom);
+
 // Parses a number in full; false on trailing text or overflow.
 bool parseInteger(const std::string& text, int64_t minimum, int64_t maximum, int64_t* value);

@@ -56,11 +56,7 @@ void expectInvertedInside(const HostImage& before, const HostImage& after, const
 
 HostOptions selectionOptions(int32_t left, int32_t top, int32_t right, int32_t bottom) {
   HostOptions options;
-  options.haveSelection = true;
-  options.selectionLeft = left;
-  options.selectionTop = top;
-  options.selectionRight = right;
-  options.selectionBottom = bottom;
+  setHostSelection(&options, left, top, right, bottom);
   return options;
 }
 
