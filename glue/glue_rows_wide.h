@@ -52,6 +52,33 @@ typedef double D __attribute__((vector_size(8 * N)));
 typedef int64_t L __attribute__((vector_size(8 * N)));
 typedef uint32_t U __attribute__((vector_size(4 * N)));
 
+// Lane shuffles by an index vector: lane k of the result is lane at[k] of
+// `a` (of `a` then `b` for two). GCC has them as builtins; clang, which
+// builds only the fuzz targets, takes them lane by lane.
+template <class V>
+inline V shuffleLanes(V a, I at) {
+#if defined(__clang__)
+  V result;
+  for (int k = 0; k < N; ++k) result[k] = a[at[k] & (N - 1)];
+  return result;
+#else
+  return __builtin_shuffle(a, at);
+#endif
+}
+template <class V>
+inline V shuffleLanes(V a, V b, I at) {
+#if defined(__clang__)
+  V result;
+  for (int k = 0; k < N; ++k) {
+    const int from = at[k] & (2 * N - 1);
+    result[k] = from < N ? a[from] : b[from - N];
+  }
+  return result;
+#else
+  return __builtin_shuffle(a, b, at);
+#endif
+}
+
 inline F rootOf(F x) { return F(WideLanes::sqrt(x)); }
 inline I gatherWords(const void* base, I byteOffsets) {
   return I(WideLanes::gatherWords(base, WideLanes::Words(byteOffsets)));
@@ -180,7 +207,7 @@ inline I channelLanes(const int32_t* c) {
   constexpr I second = maskOf(m.second, std::make_index_sequence<N>());
   I w[3];
   std::memcpy(w, c, sizeof w);
-  return __builtin_shuffle(__builtin_shuffle(w[0], w[1], first), w[2], second);
+  return shuffleLanes(shuffleLanes(w[0], w[1], first), w[2], second);
 }
 
 template <int Part>
@@ -188,7 +215,7 @@ inline I joinedPart(I r, I g, I b) {
   constexpr ShuffleMasks m = joinMasks(Part);
   constexpr I first = maskOf(m.first, std::make_index_sequence<N>());
   constexpr I second = maskOf(m.second, std::make_index_sequence<N>());
-  return __builtin_shuffle(__builtin_shuffle(r, g, first), b, second);
+  return shuffleLanes(shuffleLanes(r, g, first), b, second);
 }
 
 // r0 g0 b0 r1 g1 b1 ... into out.
@@ -513,9 +540,9 @@ inline StepWords stepWords() {
 }
 inline I byIndex(const I (&table)[16 / N], I at) {
   if constexpr (N == 16)
-    return __builtin_shuffle(table[0], at);
+    return shuffleLanes(table[0], at);
   else
-    return __builtin_shuffle(table[0], table[1], at);
+    return shuffleLanes(table[0], table[1], at);
 }
 inline D arcTangentStepsAt(I j) {
   static const StepWords w = stepWords();
@@ -565,7 +592,7 @@ inline F arcTangent2L(F y, F x) {
     const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
     F zeros{};
     std::memcpy(&zeros, arcTangentsOfZeros(), 6 * sizeof(float));
-    quick = pick(zeroY | zeroX, __builtin_shuffle(zeros, zeroAt), quick);
+    quick = pick(zeroY | zeroX, shuffleLanes(zeros, zeroAt), quick);
   }
   const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
   if (anyLane(unsettled))
