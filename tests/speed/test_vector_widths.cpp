@@ -175,18 +175,21 @@ std::vector<uint8_t> renderBytes(const HostImage& image, const HostMask* mask, i
   return bytes;
 }
 
+// The pictures the whole-render tests run on: RGB and grey, 8 and 16 bits,
+// with and without transparency and a selection mask.
+struct Kind {
+  int32_t colourPlanes;
+  bool alpha;
+  int32_t depth;
+  bool masked;
+};
+const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
+
 // Whole renders: every style at every width and thread count equals the
 // scalar render on one thread, on
 // pictures of awkward widths, both depths, grey and RGB, with transparency
 // and a selection mask.
 TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
-  struct Kind {
-    int32_t colourPlanes;
-    bool alpha;
-    int32_t depth;
-    bool masked;
-  };
-  const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
   const int32_t widths[] = {1, 7, 33, 257, 1031};
   for (const Kind& kind : kinds)
     for (size_t w = 0; w < sizeof(widths) / sizeof(widths[0]); ++w) {
@@ -222,13 +225,8 @@ TEST(RenderWidths, EveryStyleEqualsTheScalarRender) {
 // per-pixel, row form, the modes that keep caches) split over threads must
 // give the one-thread bytes.
 TEST(RenderThreads, BandsOfRowsGiveTheOneThreadBytes) {
-  struct Kind {
-    int32_t colourPlanes;
-    bool alpha;
-    int32_t depth;
-  };
-  const Kind kinds[] = {{3, true, 8}, {1, false, 16}};
-  for (const Kind& kind : kinds) {
+  const Kind twoKinds[] = {{3, true, 8, false}, {1, false, 16, false}};
+  for (const Kind& kind : twoKinds) {
     HostImage image = picture(300, 45, kind.colourPlanes, kind.alpha, kind.depth);
     for (int32_t style = 1; style <= 13; ++style)
       for (int32_t glue : {1, 3, 15, 46, 53, 54}) {
@@ -249,13 +247,8 @@ TEST(RenderThreads, BandsOfRowsGiveTheOneThreadBytes) {
 // at several thread counts and both ends of the widths, with a plain and a
 // row-form glue, against the scalar one-thread bytes.
 TEST(RenderThreads, BlurryShadedWithItsFieldGivesTheOneThreadBytes) {
-  struct Kind {
-    int32_t colourPlanes;
-    bool alpha;
-    int32_t depth;
-  };
-  const Kind kinds[] = {{3, true, 8}, {1, false, 16}};
-  for (const Kind& kind : kinds)
+  const Kind twoKinds[] = {{3, true, 8, false}, {1, false, 16, false}};
+  for (const Kind& kind : twoKinds)
     for (int32_t height : {257, 345}) {
       HostImage image = picture(19, height, kind.colourPlanes, kind.alpha, kind.depth);
       for (int32_t glue : {1, 15}) {
@@ -281,13 +274,6 @@ TEST(RenderThreads, BlurryShadedWithItsFieldGivesTheOneThreadBytes) {
 // on one thread, at both depths, grey and RGB, with transparency and a
 // selection, on a width that leaves a remainder at every step.
 TEST(RenderWidths, ColourGlueModesEqualThePerPixelGlueAtEveryWidth) {
-  struct Kind {
-    int32_t colourPlanes;
-    bool alpha;
-    int32_t depth;
-    bool masked;
-  };
-  const Kind kinds[] = {{3, true, 8, true}, {1, false, 8, false}, {3, false, 16, false}, {1, true, 16, true}};
   const SimdLevel before = activeGlueLanes();
   const int32_t width = 37;  // 2 x 16 + 5, 4 x 8 + 5, 9 x 4 + 1
   for (const Kind& kind : kinds) {
