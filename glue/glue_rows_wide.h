@@ -421,21 +421,27 @@ inline F hueLuminanceWithL(F h, F s, F factor) {
   return narrow((wide(c.g) * 0.52 + wide(c.r) * 0.28) + wide(c.b) * 0.2);
 }
 
+// rgbToLightHslKeeping's lightness from the plain one and the pure hue's.
+inline F perceptualLightnessL(F plain, F hueLight) {
+  const D l = wide(plain), cd = wide(hueLight);
+  const D upper = ((l - 0.5) * 2.0) * (1.0 - cd) + cd;
+  const D lower = (l * 2.0) * cd;
+  return narrow(pickD(wideMask(plain > 0.5f), upper, lower));
+}
+
 // rgbToLightHslKeeping.
 inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
   HslL hsl = rgbToHslL(colour);
   hueFactor = hueLuminanceFactorL(hsl.s);
   const F c = hueLuminanceWithL(hsl.h, hsl.s, hueFactor);
   hueLight = c;
-  const D l = wide(hsl.l), cd = wide(c);
-  const D upper = ((l - 0.5) * 2.0) * (1.0 - cd) + cd;
-  const D lower = (l * 2.0) * cd;
-  hsl.l = narrow(pickD(wideMask(hsl.l > 0.5f), upper, lower));
+  hsl.l = perceptualLightnessL(hsl.l, c);
   return hsl;
 }
 
-// lightHslToRgbGiven: l - c and l / c' in single, the rest in double.
-inline RgbL lightHslToRgbL(F h, F s, F l, F hueLight) {
+// lightHslToRgbGiven's plain lightness: l - c and l / c' in single, the
+// rest in double.
+inline F plainLightnessL(F l, F hueLight) {
   const F c = lesser(splat(1.0f), greater(F{}, hueLight));
   const F lMinusC = l - c;
   const F lOverC = l / pick(c > 0.0f, c, splat(1.0f));
@@ -443,8 +449,18 @@ inline RgbL lightHslToRgbL(F h, F s, F l, F hueLight) {
   const D above = (wide(lMinusC) / pickD(wideMask(c < 1.0f), 1.0 - cd, splatD(1.0))) * 0.5 + 0.5;
   const D below = wide(lOverC) * 0.5;
   const F middle = narrow(pickD(wideMask(l > c), above, below));
-  const F plain = pick(l >= 1.0f, splat(1.0f), pick(l <= 0.0f, F{}, middle));
-  return hslToRgbL(h, s, plain);
+  return pick(l >= 1.0f, splat(1.0f), pick(l <= 0.0f, F{}, middle));
+}
+
+inline RgbL lightHslToRgbL(F h, F s, F l, F hueLight) { return hslToRgbL(h, s, plainLightnessL(l, hueLight)); }
+
+// lightHslToRgbGiven of a grey (saturation +0, which the plain lightness
+// p, 0..1, makes v = p and p' = 2p - v = p, so the sector's step is 0):
+// p in every channel, whatever the hue.
+inline RgbL greyOfLightnessL(F l, F hueLight) {
+  const F plain = plainLightnessL(l, hueLight);
+  const F grey = keepWhere(plain > 0.0f, plain);
+  return {grey, grey, grey};
 }
 
 // lightRatio: the double quotients of both sides, the side by the test.
@@ -556,7 +572,8 @@ inline D arcTangentStepsAt(I j) {
   return out;
 }
 
-inline F arcTangent2L(F y, F x) {
+// The quick double angle of (y, x), before the checks.
+inline D approximateArcTangent2L(F y, F x) {
   const F ax = absOf(x), ay = absOf(y);
   const I j = truncated((lesser(ax, ay) / greater(ax, ay)) * 16.0f + 0.5f);
   const D yd = wide(y), xd = wide(x);
@@ -582,6 +599,13 @@ inline F arcTangent2L(F y, F x) {
   std::memcpy(&yBits, &yd, sizeof yd);
   rBits ^= yBits & (1ll << 63);
   std::memcpy(&r, &rBits, sizeof r);
+  return r;
+}
+
+// float(numeric::arcTangent2(y, x)) from a double approximation r of it,
+// within a few units in its last place wherever y and x are finite and
+// not zero.
+inline F settledArcTangent2L(F y, F x, D r) {
   F quick = narrow(r);
   // A zero coordinate gives one of a few angles, by the signs alone; they
   // come from numeric:: (see arcTangentsOfZeros). Common in "frontal", where
@@ -601,9 +625,36 @@ inline F arcTangent2L(F y, F x) {
   return quick;
 }
 
+inline F arcTangent2L(F y, F x) { return settledArcTangent2L(y, x, approximateArcTangent2L(y, x)); }
+
+// The angle of a point (x, y) that lies along a known angle a in [0, 2 pi)
+// whose cosine c and sine s are known in double: x and y are the float
+// roundings of c and s, each times positive factors, so the point's angle
+// is a plus a turn u of a few float units, u = atan(cross / dot) with
+// cross = y c - x s, dot = x c + y s. Both products of cross are about
+// |sin(2a)| / 2 times the radius, so cross carries an error of a few double
+// units of that, and u of a few double units of |sin(2a)|, which is below
+// both the angle and its distance to pi; u cubed is far below a unit. With
+// c and s good to a few units, the result is within a few units of the true
+// angle. It is brought into (-pi, pi] by y's sign: below the axis (a in
+// pi .. 2 pi) a is taken less 2 pi in two parts, a head whose difference
+// from a is exact and the rest. Lanes where this holds are left set in
+// `along`: the point is finite and on a's side of the origin (dot above
+// zero), so the factors were positive.
+inline D arcTangentAlongL(F y, F x, F a, D c, D s, I& along) {
+  const D xd = wide(x), yd = wide(y);
+  const D cross = yd * c - xd * s, dot = xd * c + yd * s;
+  along &= narrowMask(aboveD(dot, 0.0)) & (absOf(x) < __builtin_inff()) & (absOf(y) < __builtin_inff());
+  const D ad = wide(a);
+  const D turnedBack = (ad - 0x1.921fb544p2) - 0x1.0b4611a626331p-32;
+  return pickD(wideMask(y < 0.0f), turnedBack, ad) + cross / dot;
+}
+
 // float(cosine(angle)) and float(sine(angle)); lanes the quick form cannot
-// settle (set in the returned mask) are left for the caller.
-inline I cosineAndSineL(F angle, F& cosine, F& sine) {
+// settle (set in the returned mask) are left for the caller. cosineD and
+// sineD are the double approximations, within a few units of the true
+// values for angles in [0, 7].
+inline I cosineAndSineL(F angle, F& cosine, F& sine, D& cosineD, D& sineD) {
   const D a = wide(angle);
   const I k = __builtin_convertvector(a * 0x1.45f306dc9c883p-1 + 0.5, I);
   const D kd = __builtin_convertvector(k, D);
@@ -632,6 +683,8 @@ inline I cosineAndSineL(F angle, F& cosine, F& sine) {
   std::memcpy(&cd, &cBits, sizeof cd);
   cosine = narrow(cd);
   sine = narrow(sd);
+  cosineD = cd;
+  sineD = sd;
   return ~((angle >= 0.0f) & (angle <= 7.0f)) | (unsettledD(cd) | unsettledD(sd));
 }
 
@@ -746,8 +799,21 @@ enum : unsigned { TOP_H = 1, TOP_S = 2, TOP_L = 4, TOP_HUE_LIGHT = 8, TOP_HUE_FA
 template <class S, unsigned Used>
 struct TopLightL {
   F value[5];  // h, s, l, hueLight, hueFactor
+  bool grey;    // every lane's top is a grey
   TopLightL(const GlueTables& tables, const int32_t* tops) {
-    topValuesOf<S, 5, Used>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
+    const I r = channelOf(tops, 0);
+    grey = !anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)));
+    if (!grey) {
+      topValuesOf<S, 5, Used>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
+      return;
+    }
+    // Greys (the plain ramp's colours) need no cache: rgbToLightHslKeeping
+    // of a grey, whose plain HSL is hue +0, saturation +0 and the channel
+    // as lightness.
+    value[0] = value[1] = F{};
+    value[4] = hueLuminanceFactorL(F{});
+    value[3] = hueLuminanceWithL(F{}, F{}, value[4]);
+    value[2] = perceptualLightnessL(toFloat(r) * Units<S>::inv, value[3]);
   }
   // Each accessor is compiled only where a mode calls it: reading a value
   // the mode did not fetch fails to build.
@@ -798,7 +864,8 @@ void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables
   const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
   F hueLight, hueFactor;
   const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
-  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), anchoredLightnessL(t.l(), b.l, t.l()), t.hueLight()));
+  const F l = anchoredLightnessL(t.l(), b.l, t.l());
+  storeColours<S>(tops, t.grey ? greyOfLightnessL(l, t.hueLight()) : lightHslToRgbL(t.h(), t.s(), l, t.hueLight()));
 }
 
 template <class S>
@@ -827,10 +894,28 @@ inline F turnsOf(F angle) {
   return narrow(pickD(wideMask(unsettled), a / 6.283185307, quick));
 }
 
+// topPolar of each lane's top colour: x1, y1, gate, l1. Grey tops (the
+// plain ramp's every colour) need no cache: rgbToHsl gives them hue 0,
+// saturation +0 and their channel as lightness, so the point is
+// (cos 0 times +0, sin 0 times +0) = (+0, +0).
+template <class S>
+void topPolarsOf(const int32_t* tops, const GlueTables& tables, F top[4]) {
+  const I r = channelOf(tops, 0);
+  if (anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)))) {
+    topValuesOf<S, 4, 15>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
+    return;
+  }
+  const F l = toFloat(r) * Units<S>::inv;
+  top[0] = F{};
+  top[1] = F{};
+  top[2] = midGateL(l);
+  top[3] = l;
+}
+
 template <class S>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[4];  // x1, y1, gate, l1
-  topValuesOf<S, 4, 15>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
+  topPolarsOf<S>(tops, tables, top);
   const HslL c2 = rgbToHslL(coloursOf<S>(bases));
   // Grey tops at black or white (the ramp's ends, common in flat parts of
   // the picture): the point is (0, 0) scaled by a gate of 0 and stays a
@@ -844,7 +929,8 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
   }
   const F angle2 = narrow(wide(c2.h) * 6.283185307);
   F cosine, sine;
-  const I unsettled = cosineAndSineL(angle2, cosine, sine);
+  D cosineD, sineD;
+  const I unsettled = cosineAndSineL(angle2, cosine, sine, cosineD, sineD);
   if (anyLane(unsettled))
     for (int k = 0; k < N; ++k) {
       if (!unsettled[k]) continue;
@@ -857,7 +943,13 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
   const F x = (x2 - top[0]) * k + top[0];
   const F y = (y2 - top[1]) * k + top[1];
   const F radius = rootOf(x * x + y * y);
-  F angle = arcTangent2L(y, x);
+  // Where the top's point is the origin (grey tops), the mixed point lies
+  // along the base's own angle, and its angle is that angle turned a
+  // little; other lanes take the full arc tangent.
+  I along = (top[0] == 0.0f) & (top[1] == 0.0f) & (angle2 >= 0.0f) & (angle2 < 6.2831855f);
+  D approximate = arcTangentAlongL(y, x, angle2, cosineD, sineD, along);
+  if (anyLane(~along)) approximate = pickD(wideMask(along), approximate, approximateArcTangent2L(y, x));
+  F angle = settledArcTangent2L(y, x, approximate);
   angle = pick(angle < 0.0f, angle + 6.2831855f, angle);
   const F h = turnsOf(angle);
   storeColours<S>(tops, hslToRgbL(h, radius, lesser(top[3], c2.l)));

@@ -207,6 +207,58 @@ TEST(GlueRows, WideFormsMatchOnEveryPairOfEightBitChannels) {
   }
 }
 
+// Rows of grey tops (the plain ramp), which the wide forms take without the
+// top-colour cache, and for which "frontal" finds the mixed point's angle
+// from the base's own and "anterior" skips the way back to RGB. Every pair
+// of 8-bit channels as base, the third at a few levels (hues on both sides
+// of the red wrap among them); at 16 bits bases near the wrap and random
+// ones; at both depths black, white and off-scale greys and bases.
+TEST(GlueRows, WideFormsMatchUnderGreyTops) {
+  for (int depth : {8, 16}) {
+    const int32_t M = depth == 16 ? 32768 : 255;
+    std::vector<int32_t> bases;
+    if (depth == 8) {
+      for (int32_t third : {0, 1, 128, 255})
+        for (int32_t x = 0; x <= 255; ++x)
+          for (int32_t y = 0; y <= 255; ++y) {
+            bases.insert(bases.end(), {x, y, third});
+            bases.insert(bases.end(), {y, third, x});
+          }
+    } else {
+      Lcg rng{16};
+      for (int32_t i = 0; i < 40000; ++i) {
+        int32_t c[3];
+        randomColour(rng, M, c);
+        bases.insert(bases.end(), c, c + 3);
+      }
+      for (int32_t d = 0; d < 64; ++d)
+        bases.insert(bases.end(), {M, d, 0, M, 0, d, M - d, 0, 1, M, d, d + 1, 1, 0, 0, 0, 0, d + 1});
+    }
+    for (int32_t off : {-3, 1, M + 1, M + 77, 1 << 20}) bases.insert(bases.end(), {off, 7, M / 2, M, off, 0});
+    const int32_t count = int32_t(bases.size() / 3);
+    std::vector<int32_t> tops(bases.size());
+    const int32_t levels = M + 9;  // a few greys off the scale at either end
+    for (int32_t i = 0; i < count; ++i) {
+      const int32_t grey = (i / 5 * 37) % levels - 4;  // runs of one grey, as from a ramp
+      for (int c = 0; c < 3; ++c) tops[3 * i + c] = i % 97 < 16 ? (i % 2) * M : grey;
+    }
+    for (int mode : {GLUE_COLOR, GLUE_SATURATION, GLUE_HUE, GLUE_FRONTAL, GLUE_SINISTER, GLUE_ANTERIOR,
+                     GLUE_POSTERIOR}) {
+      std::vector<int32_t> expected = tops;
+      for (int32_t i = 0; i < count; ++i) glueFunction(mode, depth)(&expected[3 * i], &bases[3 * i], runTables());
+      for (SimdLevel lanes : {SIMD_AVX2, SIMD_AVX512}) {
+        std::vector<int32_t> got = tops;
+        glueRowFunctionAt(lanes, mode, depth)(got.data(), bases.data(), count, runTables());
+        for (int32_t i = 0; i < 3 * count; ++i)
+          ASSERT_EQ(got[i], expected[i]) << "width " << lanes << " mode " << mode << " depth " << depth
+                                         << " pixel " << i / 3 << " top " << tops[i - i % 3] << " base "
+                                         << bases[i - i % 3] << "," << bases[i - i % 3 + 1] << ","
+                                         << bases[i - i % 3 + 2];
+      }
+    }
+  }
+}
+
 // At 8 bits the wide forms tell a top-colour cache hit by one packed key
 // word. A top off the scale whose low bytes match a colour on it, and which
 // lands in the same cache entry, must not be taken for that colour (nor the
