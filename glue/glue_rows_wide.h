@@ -127,9 +127,6 @@ inline L byHalves(Whole a, Whole b, Compare compare) {
 inline L aboveD(D a, double b) {
   return byHalves<DoubleHalf>(a, splatD(b), [](DoubleHalf x, DoubleHalf y) -> Int64Half { return x > y; });
 }
-inline L belowD(D a, double b) {
-  return byHalves<DoubleHalf>(a, splatD(b), [](DoubleHalf x, DoubleHalf y) -> Int64Half { return x < y; });
-}
 inline L atLeastL(L a, int64_t b) {
   return byHalves<Int64Half>(a, L{} + b, [](Int64Half x, Int64Half y) -> Int64Half { return x >= y; });
 }
@@ -472,17 +469,23 @@ inline F lightRatioL(F a, F c) {
   return pick(c > a, pick(c > 0.0f, darker, one), pick(a > 0.0f, lighter, one));
 }
 
-// anchoredLightness, every step in the scalar code's precision.
-inline D roundToSingle(D x) { return wide(narrow(x)); }
+// anchoredLightness, every step in the scalar code's precision. The
+// anchor is a float, and the floats nearest 0.8 and 0.2 lie above them, so
+// a > 0.8 and a < 0.2 in double are anchor >= 0.8f and anchor < 0.2f. The
+// two end zones share one formula but for its weight, worked out once
+// where some lane is in one.
 inline F anchoredLightnessL(F l1, F l2, F anchor) {
-  const D p = wide(l1 * l2), a = wide(anchor);
-  const D v = roundToSingle((2.0 - p) * p);
-  // Neighbouring anchors mostly share a band: a band no lane is in (tested
-  // with a margin in single) is not worked out.
-  D out = v;
-  if (anyLane(anchor < 0.21f)) out = pickD(belowD(a, 0.2), roundToSingle(((0.2 - a) * 5.0) * (a - v) + v), out);
-  if (anyLane(anchor > 0.79f)) out = pickD(aboveD(a, 0.8), roundToSingle(((a - 0.8) * 5.0) * (a - v) + v), out);
-  return lesser(splat(1.0f), greater(F{}, narrow(out)));
+  static_assert(double(0.8f) > 0.8 && double(0.2f) > 0.2, "the nearest floats lie above");
+  const D p = wide(l1 * l2);
+  const F v = narrow((2.0 - p) * p);
+  const I upper = anchor >= 0.8f, lower = anchor < 0.2f;
+  F out = v;
+  if (anyLane(upper | lower)) {
+    const D a = wide(anchor), vd = wide(v);
+    const D weight = pickD(wideMask(upper), (a - 0.8) * 5.0, (0.2 - a) * 5.0);
+    out = pick(upper | lower, narrow(weight * (a - vd) + vd), v);
+  }
+  return lesser(splat(1.0f), greater(F{}, out));
 }
 
 // midGate: the doubling is exact in single, and so is 2 - y for y in
