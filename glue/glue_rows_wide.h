@@ -803,6 +803,7 @@ template <class S, unsigned Used>
 struct TopLightL {
   F value[5];  // h, s, l, hueLight, hueFactor
   bool grey;    // every lane's top is a grey
+  TopLightL() = default;
   TopLightL(const GlueTables& tables, const int32_t* tops) {
     const I r = channelOf(tops, 0);
     grey = !anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)));
@@ -862,21 +863,33 @@ void sinisterLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables
   storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lightRatioL(lumasOf<S>(bases), t.l()), t.hueLight()));
 }
 
-template <class S>
+// "anterior" and "posterior" at G groups of N pixels per call, each step
+// taken for every group before the next: their steps form one long chain
+// (conversions both ways with divisions), and the second group's fill the
+// first's waits.
+template <class S, int G>
 void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
-  F hueLight, hueFactor;
-  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
-  const F l = anchoredLightnessL(t.l(), b.l, t.l());
-  storeColours<S>(tops, t.grey ? greyOfLightnessL(l, t.hueLight()) : lightHslToRgbL(t.h(), t.s(), l, t.hueLight()));
+  TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t[G];
+  HslL b[G];
+  F hueLight[G], hueFactor[G], l[G];
+  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
+  for (int g = 0; g < G; ++g) b[g] = rgbToLightHslL(coloursOf<S>(bases + 3 * N * g), hueLight[g], hueFactor[g]);
+  for (int g = 0; g < G; ++g) l[g] = anchoredLightnessL(t[g].l(), b[g].l, t[g].l());
+  for (int g = 0; g < G; ++g)
+    storeColours<S>(tops + 3 * N * g, t[g].grey ? greyOfLightnessL(l[g], t[g].hueLight())
+                                                : lightHslToRgbL(t[g].h(), t[g].s(), l[g], t[g].hueLight()));
 }
 
-template <class S>
+template <class S, int G>
 void posteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S, TOP_L> t(tables, tops);
-  F hueLight, hueFactor;
-  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
-  storeColours<S>(tops, lightHslToRgbL(b.h, b.s, anchoredLightnessL(t.l(), b.l, b.l), hueLight));
+  TopLightL<S, TOP_L> t[G];
+  HslL b[G];
+  F hueLight[G], hueFactor[G], l[G];
+  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
+  for (int g = 0; g < G; ++g) b[g] = rgbToLightHslL(coloursOf<S>(bases + 3 * N * g), hueLight[g], hueFactor[g]);
+  for (int g = 0; g < G; ++g) l[g] = anchoredLightnessL(t[g].l(), b[g].l, b[g].l);
+  for (int g = 0; g < G; ++g)
+    storeColours<S>(tops + 3 * N * g, lightHslToRgbL(b[g].h, b[g].s, l[g], hueLight[g]));
 }
 
 // Per channel, as glueDextrous: lightRatio of base against top.
@@ -974,9 +987,11 @@ void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
 
 using LanesFunction = void (*)(int32_t* tops, const int32_t* bases, const GlueTables& tables);
 
-template <LanesFunction Lanes, GlueFunction Pixel>
+template <LanesFunction Lanes, GlueFunction Pixel, LanesFunction PairOfLanes = nullptr>
 void rowOfLanes(int32_t* tops, const int32_t* bases, int32_t count, const GlueTables& tables) {
   int32_t i = 0;
+  if constexpr (PairOfLanes != nullptr)
+    for (; i + 2 * N <= count; i += 2 * N) PairOfLanes(tops + 3 * i, bases + 3 * i, tables);
   for (; i + N <= count; i += N) Lanes(tops + 3 * i, bases + 3 * i, tables);
   for (; i < count; ++i) Pixel(tops + 3 * i, bases + 3 * i, tables);
 }
@@ -991,8 +1006,8 @@ GlueRowFunction wideRowFunctionOf(int mode) {
     case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S>, glueFrontal<S>>;
     case GLUE_DEXTROUS: return rowOfLanes<dextrousLanes<S>, glueDextrous<S>>;
     case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
-    case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S>, glueAnterior<S>>;
-    case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S>, gluePosterior<S>>;
+    case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
+    case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S, 1>, gluePosterior<S>, posteriorLanes<S, 2>>;
     case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>>;
     case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>>, glueTemporal<S>>;
     case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>>, glueOccipital<S>>;
