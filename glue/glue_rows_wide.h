@@ -928,47 +928,65 @@ void topPolarsOf(const int32_t* tops, const GlueTables& tables, F top[4]) {
   top[3] = l;
 }
 
-template <class S>
+// G groups of N pixels per call, each step taken for every group before
+// the next, as in "anterior".
+template <class S, int G>
 void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  F top[4];  // x1, y1, gate, l1
-  topPolarsOf<S>(tops, tables, top);
-  const HslL c2 = rgbToHslL(coloursOf<S>(bases));
-  // Grey tops at black or white (the ramp's ends, common in flat parts of
-  // the picture): the point is (0, 0) scaled by a gate of 0 and stays a
-  // signed zero whatever the base's hue, so the radius is 0, and hslToRgb
-  // of a zero saturation gives the lightness in every channel, whatever
-  // the hue.
-  if (!anyLane((top[0] != 0.0f) | (top[1] != 0.0f) | (top[2] != 0.0f))) {
-    const F l = lesser(top[3], c2.l);
-    storeColours<S>(tops, {l, l, l});
-    return;
-  }
-  const F angle2 = narrow(wide(c2.h) * 6.283185307);
-  F cosine, sine;
-  D cosineD, sineD;
-  const I unsettled = cosineAndSineL(angle2, cosine, sine, cosineD, sineD);
-  if (anyLane(unsettled))
-    for (int k = 0; k < N; ++k) {
-      if (!unsettled[k]) continue;
-      const GlueAngleEntry& entry = cosineAndSine(tables, angle2[k]);
-      cosine[k] = entry.cosine;
-      sine[k] = entry.sine;
+  F top[G][4];  // x1, y1, gate, l1
+  HslL c2[G];
+  bool mixes[G];
+  for (int g = 0; g < G; ++g) {
+    topPolarsOf<S>(tops + 3 * N * g, tables, top[g]);
+    c2[g] = rgbToHslL(coloursOf<S>(bases + 3 * N * g));
+    // Grey tops at black or white (the ramp's ends, common in flat parts
+    // of the picture): the point is (0, 0) scaled by a gate of 0 and stays
+    // a signed zero whatever the base's hue, so the radius is 0, and
+    // hslToRgb of a zero saturation gives the lightness in every channel,
+    // whatever the hue.
+    mixes[g] = anyLane((top[g][0] != 0.0f) | (top[g][1] != 0.0f) | (top[g][2] != 0.0f));
+    if (!mixes[g]) {
+      const F l = lesser(top[g][3], c2[g].l);
+      storeColours<S>(tops + 3 * N * g, {l, l, l});
     }
-  const F x2 = cosine * c2.s, y2 = sine * c2.s;
-  const F k = midGateL(c2.l) * top[2];
-  const F x = (x2 - top[0]) * k + top[0];
-  const F y = (y2 - top[1]) * k + top[1];
-  const F radius = rootOf(x * x + y * y);
-  // Where the top's point is the origin (grey tops), the mixed point lies
-  // along the base's own angle, and its angle is that angle turned a
-  // little; other lanes take the full arc tangent.
-  I along = (top[0] == 0.0f) & (top[1] == 0.0f) & (angle2 >= 0.0f) & (angle2 < 6.2831855f);
-  D approximate = arcTangentAlongL(y, x, angle2, cosineD, sineD, along);
-  if (anyLane(~along)) approximate = pickD(wideMask(along), approximate, approximateArcTangent2L(y, x));
-  F angle = settledArcTangent2L(y, x, approximate);
-  angle = pick(angle < 0.0f, angle + 6.2831855f, angle);
-  const F h = turnsOf(angle);
-  storeColours<S>(tops, hslToRgbL(h, radius, lesser(top[3], c2.l)));
+  }
+  F angle2[G], cosine[G], sine[G];
+  D cosineD[G], sineD[G];
+  for (int g = 0; g < G; ++g) {
+    if (!mixes[g]) continue;
+    angle2[g] = narrow(wide(c2[g].h) * 6.283185307);
+    const I unsettled = cosineAndSineL(angle2[g], cosine[g], sine[g], cosineD[g], sineD[g]);
+    if (anyLane(unsettled))
+      for (int k = 0; k < N; ++k) {
+        if (!unsettled[k]) continue;
+        const GlueAngleEntry& entry = cosineAndSine(tables, angle2[g][k]);
+        cosine[g][k] = entry.cosine;
+        sine[g][k] = entry.sine;
+      }
+  }
+  F x[G], y[G];
+  D approximate[G];
+  for (int g = 0; g < G; ++g) {
+    if (!mixes[g]) continue;
+    const F x2 = cosine[g] * c2[g].s, y2 = sine[g] * c2[g].s;
+    const F k = midGateL(c2[g].l) * top[g][2];
+    x[g] = (x2 - top[g][0]) * k + top[g][0];
+    y[g] = (y2 - top[g][1]) * k + top[g][1];
+    // Where the top's point is the origin (grey tops), the mixed point
+    // lies along the base's own angle, and its angle is that angle turned
+    // a little; other lanes take the full arc tangent.
+    I along = (top[g][0] == 0.0f) & (top[g][1] == 0.0f) & (angle2[g] >= 0.0f) & (angle2[g] < 6.2831855f);
+    approximate[g] = arcTangentAlongL(y[g], x[g], angle2[g], cosineD[g], sineD[g], along);
+    if (anyLane(~along))
+      approximate[g] = pickD(wideMask(along), approximate[g], approximateArcTangent2L(y[g], x[g]));
+  }
+  for (int g = 0; g < G; ++g) {
+    if (!mixes[g]) continue;
+    const F radius = rootOf(x[g] * x[g] + y[g] * y[g]);
+    F angle = settledArcTangent2L(y[g], x[g], approximate[g]);
+    angle = pick(angle < 0.0f, angle + 6.2831855f, angle);
+    const F h = turnsOf(angle);
+    storeColours<S>(tops + 3 * N * g, hslToRgbL(h, radius, lesser(top[g][3], c2[g].l)));
+  }
 }
 
 // throughLab; the tops' Lab values come from the cache.
@@ -1003,7 +1021,7 @@ GlueRowFunction wideRowFunctionOf(int mode) {
     case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S>, glueLuminance<S>>;
     case GLUE_SATURATION: return rowOfLanes<saturationLanes<S>, glueSaturation<S>>;
     case GLUE_HUE: return rowOfLanes<hueLanes<S>, glueHue<S>>;
-    case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S>, glueFrontal<S>>;
+    case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S, 1>, glueFrontal<S>, frontalLanes<S, 2>>;
     case GLUE_DEXTROUS: return rowOfLanes<dextrousLanes<S>, glueDextrous<S>>;
     case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
     case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
