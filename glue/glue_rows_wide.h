@@ -630,7 +630,7 @@ inline F settledArcTangent2L(F y, F x, D r) {
 
 inline F arcTangent2L(F y, F x) { return settledArcTangent2L(y, x, approximateArcTangent2L(y, x)); }
 
-// The angle of a point (x, y) that lies along a known angle a in [0, 2 pi)
+// The angle of a point (x, y) that lies along a known angle a in [0, 7]
 // whose cosine c and sine s are known in double: x and y are the float
 // roundings of c and s, each times positive factors, so the point's angle
 // is a plus a turn u of a few float units, u = atan(cross / dot) with
@@ -639,18 +639,19 @@ inline F arcTangent2L(F y, F x) { return settledArcTangent2L(y, x, approximateAr
 // units of that, and u of a few double units of |sin(2a)|, which is below
 // both the angle and its distance to pi; u cubed is far below a unit. With
 // c and s good to a few units, the result is within a few units of the true
-// angle. It is brought into (-pi, pi] by y's sign: below the axis (a in
-// pi .. 2 pi) a is taken less 2 pi in two parts, a head whose difference
-// from a is exact and the rest. Lanes where this holds are left set in
-// `along`: the point is finite and on a's side of the origin (dot above
-// zero), so the factors were positive.
+// angle. It is brought into (-pi, pi]: below the axis (a in pi .. 2 pi,
+// where only y's sign tells a float a next to pi) and past 2 pi, a is
+// taken less 2 pi in two parts, a head whose difference from a is exact
+// and the rest. Lanes where this holds are left set in `along`: the point
+// is finite and on a's side of the origin (dot above zero), so the factors
+// were positive.
 inline D arcTangentAlongL(F y, F x, F a, D c, D s, I& along) {
   const D xd = wide(x), yd = wide(y);
   const D cross = yd * c - xd * s, dot = xd * c + yd * s;
   along &= narrowMask(aboveD(dot, 0.0)) & (absOf(x) < __builtin_inff()) & (absOf(y) < __builtin_inff());
   const D ad = wide(a);
   const D turnedBack = (ad - 0x1.921fb544p2) - 0x1.0b4611a626331p-32;
-  return pickD(wideMask(y < 0.0f), turnedBack, ad) + cross / dot;
+  return pickD(wideMask((y < 0.0f) | (a > 4.0f)), turnedBack, ad) + cross / dot;
 }
 
 // float(cosine(angle)) and float(sine(angle)); lanes the quick form cannot
@@ -973,10 +974,12 @@ void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables)
     y[g] = (y2 - top[g][1]) * k + top[g][1];
     // Where the top's point is the origin (grey tops), the mixed point
     // lies along the base's own angle, and its angle is that angle turned
-    // a little; other lanes take the full arc tangent.
-    I along = (top[g][0] == 0.0f) & (top[g][1] == 0.0f) & (angle2[g] >= 0.0f) & (angle2[g] < 6.2831855f);
+    // a little; other lanes take the full arc tangent, but for those with
+    // a zero coordinate (a gate of 0 at a black or white top, a grey
+    // base), whose angle comes from the signs alone.
+    I along = (top[g][0] == 0.0f) & (top[g][1] == 0.0f) & (angle2[g] >= 0.0f) & (angle2[g] <= 7.0f);
     approximate[g] = arcTangentAlongL(y[g], x[g], angle2[g], cosineD[g], sineD[g], along);
-    if (anyLane(~along))
+    if (anyLane(~along & (x[g] != 0.0f) & (y[g] != 0.0f)))
       approximate[g] = pickD(wideMask(along), approximate[g], approximateArcTangent2L(y[g], x[g]));
   }
   for (int g = 0; g < G; ++g) {
