@@ -829,19 +829,31 @@ struct TopLightL {
   F hueFactor() const { static_assert(Used & TOP_HUE_FACTOR, "fetch hueFactor"); return value[4]; }
 };
 
-template <class S>
+// The perceptual HSL modes at G groups of N pixels per call, each step
+// taken for every group before the next: their steps form long chains
+// (conversions with divisions, one way or both), and a second group's
+// steps fill the first's waits. A grey top's way back is a grey.
+template <class S, int G>
 void colorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S, TOP_H | TOP_S | TOP_HUE_LIGHT> t(tables, tops);
-  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lumasOf<S>(bases), t.hueLight()));
+  TopLightL<S, TOP_H | TOP_S | TOP_HUE_LIGHT> t[G];
+  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
+  for (int g = 0; g < G; ++g) {
+    const F luma = lumasOf<S>(bases + 3 * N * g);
+    storeColours<S>(tops + 3 * N * g, t[g].grey ? greyOfLightnessL(luma, t[g].hueLight())
+                                                : lightHslToRgbL(t[g].h(), t[g].s(), luma, t[g].hueLight()));
+  }
 }
 
-template <class S>
+template <class S, int G>
 void luminanceLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
-  F hueLight, hueFactor;
-  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
-  storeColours<S>(tops, lightHslToRgbL(b.h, b.s, lumasOf<S>(tops), hueLight));
+  HslL b[G];
+  F hueLight[G], hueFactor[G];
+  for (int g = 0; g < G; ++g) b[g] = rgbToLightHslL(coloursOf<S>(bases + 3 * N * g), hueLight[g], hueFactor[g]);
+  for (int g = 0; g < G; ++g)
+    storeColours<S>(tops + 3 * N * g, lightHslToRgbL(b[g].h, b[g].s, lumasOf<S>(tops + 3 * N * g), hueLight[g]));
 }
 
+// (Two groups at a time measured slower for these two.)
 template <class S>
 void saturationLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   const TopLightL<S, TOP_S | TOP_HUE_FACTOR> t(tables, tops);
@@ -858,16 +870,18 @@ void hueLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   storeColours<S>(tops, lightHslToRgbL(t.h(), b.s, b.l, hueLuminanceWithL(t.h(), b.s, hueFactor)));
 }
 
-template <class S>
+template <class S, int G>
 void sinisterLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
-  storeColours<S>(tops, lightHslToRgbL(t.h(), t.s(), lightRatioL(lumasOf<S>(bases), t.l()), t.hueLight()));
+  TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t[G];
+  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
+  for (int g = 0; g < G; ++g) {
+    const F l = lightRatioL(lumasOf<S>(bases + 3 * N * g), t[g].l());
+    storeColours<S>(tops + 3 * N * g, t[g].grey ? greyOfLightnessL(l, t[g].hueLight())
+                                                : lightHslToRgbL(t[g].h(), t[g].s(), l, t[g].hueLight()));
+  }
 }
 
-// "anterior" and "posterior" at G groups of N pixels per call, each step
-// taken for every group before the next: their steps form one long chain
-// (conversions both ways with divisions), and the second group's fill the
-// first's waits.
+// "anterior" and "posterior" likewise.
 template <class S, int G>
 void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t[G];
@@ -1020,13 +1034,13 @@ void rowOfLanes(int32_t* tops, const int32_t* bases, int32_t count, const GlueTa
 template <class S>
 GlueRowFunction wideRowFunctionOf(int mode) {
   switch (mode) {
-    case GLUE_COLOR: return rowOfLanes<colorLanes<S>, glueColor<S>>;
-    case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S>, glueLuminance<S>>;
+    case GLUE_COLOR: return rowOfLanes<colorLanes<S, 1>, glueColor<S>, colorLanes<S, 2>>;
+    case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S, 1>, glueLuminance<S>, luminanceLanes<S, 2>>;
     case GLUE_SATURATION: return rowOfLanes<saturationLanes<S>, glueSaturation<S>>;
     case GLUE_HUE: return rowOfLanes<hueLanes<S>, glueHue<S>>;
     case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S, 1>, glueFrontal<S>, frontalLanes<S, 2>>;
     case GLUE_DEXTROUS: return rowOfLanes<dextrousLanes<S>, glueDextrous<S>>;
-    case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
+    case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S, 1>, glueSinister<S>, sinisterLanes<S, 2>>;
     case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
     case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S, 1>, gluePosterior<S>, posteriorLanes<S, 2>>;
     case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>>;
