@@ -944,9 +944,11 @@ void topPolarsOf(const int32_t* tops, const GlueTables& tables, F top[4]) {
 }
 
 // G groups of N pixels per call, each step taken for every group before
-// the next, as in "anterior".
+// the next, as in "anterior". Everything it calls is built into it
+// (flatten): the compiler would keep the cosine, the arc tangent's last
+// steps and the way back out of line, called once per group.
 template <class S, int G>
-void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+__attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   F top[G][4];  // x1, y1, gate, l1
   HslL c2[G];
   bool mixes[G];
