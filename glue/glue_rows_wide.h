@@ -1008,29 +1008,18 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
   }
 }
 
-// throughLab; the tops' Lab values come from the cache. G groups of N
-// pixels per call, as in "anterior": the table reads of one group wait
-// while the other's are worked out.
-template <class S, LabL (*Mix)(const LabL&, const LabL&), int G>
+// throughLab; the tops' Lab values come from the cache.
+template <class S, LabL (*Mix)(const LabL&, const LabL&)>
 void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
+  F value[3];
+  topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
+  const LabL labTop{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
   const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
   const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;
   const uint8_t* inverse = tables.labInverse ? tables.labInverse : labTables().inverse;
-  LabL labTop[G], mixed[G];
-  for (int g = 0; g < G; ++g) {
-    F value[3];
-    topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops + 3 * N * g, value);
-    labTop[g] = {{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
-  }
-  for (int g = 0; g < G; ++g) {
-    const int32_t* b = bases + 3 * N * g;
-    const LabL base{{channelOf(b, 0), channelOf(b, 1), channelOf(b, 2)}};
-    mixed[g] = Mix(labConvertL<S>(base, forward, axis), labTop[g]);
-  }
-  for (int g = 0; g < G; ++g) {
-    const LabL out = labConvertL<S>(mixed[g], inverse, axis);
-    storeInterleaved(tops + 3 * N * g, out.c[0], out.c[1], out.c[2]);
-  }
+  const LabL base{{channelOf(bases, 0), channelOf(bases, 1), channelOf(bases, 2)}};
+  const LabL out = labConvertL<S>(Mix(labConvertL<S>(base, forward, axis), labTop), inverse, axis);
+  storeInterleaved(tops, out.c[0], out.c[1], out.c[2]);
 }
 
 using LanesFunction = void (*)(int32_t* tops, const int32_t* bases, const GlueTables& tables);
@@ -1056,10 +1045,10 @@ GlueRowFunction wideRowFunctionOf(int mode) {
     case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S, 1>, glueSinister<S>, sinisterLanes<S, 2>>;
     case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
     case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S, 1>, gluePosterior<S>, posteriorLanes<S, 2>>;
-    case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>, 1>, glueParietal<S>, labLanes<S, parietalMixL<S>, 2>>;
-    case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>, 1>, glueTemporal<S>, labLanes<S, temporalMixL<S>, 2>>;
-    case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>, 1>, glueOccipital<S>, labLanes<S, occipitalMixL<S>, 2>>;
-    case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>, 1>, glueLimbic<S>, labLanes<S, limbicMixL<S>, 2>>;
+    case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>>;
+    case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>>, glueTemporal<S>>;
+    case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>>, glueOccipital<S>>;
+    case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>>, glueLimbic<S>>;
     default: return nullptr;
   }
 }
