@@ -798,6 +798,12 @@ LabL limbicMixL(const LabL& b, const LabL& t) {
 // ---------------------------------------------------------------------------
 // The modes, N pixels per call.
 
+// Whether every top colour of the N is a grey, as the plain ramp's are.
+inline bool greyTops(const int32_t* tops) {
+  const I r = channelOf(tops, 0);
+  return !anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)));
+}
+
 // Only the values a mode reads are fetched: Used has bit i for value i.
 enum : unsigned { TOP_H = 1, TOP_S = 2, TOP_L = 4, TOP_HUE_LIGHT = 8, TOP_HUE_FACTOR = 16 };
 template <class S, unsigned Used>
@@ -806,8 +812,7 @@ struct TopLightL {
   bool grey;    // every lane's top is a grey
   TopLightL() = default;
   TopLightL(const GlueTables& tables, const int32_t* tops) {
-    const I r = channelOf(tops, 0);
-    grey = !anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)));
+    grey = greyTops(tops);
     if (!grey) {
       topValuesOf<S, 5, Used>(topLightHslEntry<S>, topTag<S>(LIGHT_HSL), tables, tops, value);
       return;
@@ -818,7 +823,7 @@ struct TopLightL {
     value[0] = value[1] = F{};
     value[4] = hueLuminanceFactorL(F{});
     value[3] = hueLuminanceWithL(F{}, F{}, value[4]);
-    value[2] = perceptualLightnessL(toFloat(r) * Units<S>::inv, value[3]);
+    value[2] = perceptualLightnessL(unitsOf<S>(tops, 0), value[3]);
   }
   // Each accessor is compiled only where a mode calls it: reading a value
   // the mode did not fetch fails to build.
@@ -829,31 +834,21 @@ struct TopLightL {
   F hueFactor() const { static_assert(Used & TOP_HUE_FACTOR, "fetch hueFactor"); return value[4]; }
 };
 
-// The perceptual HSL modes at G groups of N pixels per call, each step
-// taken for every group before the next: their steps form long chains
-// (conversions with divisions, one way or both), and a second group's
-// steps fill the first's waits. A grey top's way back is a grey.
-template <class S, int G>
+// A grey top's way back is a grey.
+template <class S>
 void colorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  TopLightL<S, TOP_H | TOP_S | TOP_HUE_LIGHT> t[G];
-  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
-  for (int g = 0; g < G; ++g) {
-    const F luma = lumasOf<S>(bases + 3 * N * g);
-    storeColours<S>(tops + 3 * N * g, t[g].grey ? greyOfLightnessL(luma, t[g].hueLight())
-                                                : lightHslToRgbL(t[g].h(), t[g].s(), luma, t[g].hueLight()));
-  }
+  const TopLightL<S, TOP_H | TOP_S | TOP_HUE_LIGHT> t(tables, tops);
+  const F luma = lumasOf<S>(bases);
+  storeColours<S>(tops, t.grey ? greyOfLightnessL(luma, t.hueLight()) : lightHslToRgbL(t.h(), t.s(), luma, t.hueLight()));
 }
 
-template <class S, int G>
+template <class S>
 void luminanceLanes(int32_t* tops, const int32_t* bases, const GlueTables&) {
-  HslL b[G];
-  F hueLight[G], hueFactor[G];
-  for (int g = 0; g < G; ++g) b[g] = rgbToLightHslL(coloursOf<S>(bases + 3 * N * g), hueLight[g], hueFactor[g]);
-  for (int g = 0; g < G; ++g)
-    storeColours<S>(tops + 3 * N * g, lightHslToRgbL(b[g].h, b[g].s, lumasOf<S>(tops + 3 * N * g), hueLight[g]));
+  F hueLight, hueFactor;
+  const HslL b = rgbToLightHslL(coloursOf<S>(bases), hueLight, hueFactor);
+  storeColours<S>(tops, lightHslToRgbL(b.h, b.s, lumasOf<S>(tops), hueLight));
 }
 
-// (Two groups at a time measured slower for these two.)
 template <class S>
 void saturationLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   const TopLightL<S, TOP_S | TOP_HUE_FACTOR> t(tables, tops);
@@ -870,18 +865,17 @@ void hueLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   storeColours<S>(tops, lightHslToRgbL(t.h(), b.s, b.l, hueLuminanceWithL(t.h(), b.s, hueFactor)));
 }
 
-template <class S, int G>
+template <class S>
 void sinisterLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t[G];
-  for (int g = 0; g < G; ++g) t[g] = {tables, tops + 3 * N * g};
-  for (int g = 0; g < G; ++g) {
-    const F l = lightRatioL(lumasOf<S>(bases + 3 * N * g), t[g].l());
-    storeColours<S>(tops + 3 * N * g, t[g].grey ? greyOfLightnessL(l, t[g].hueLight())
-                                                : lightHslToRgbL(t[g].h(), t[g].s(), l, t[g].hueLight()));
-  }
+  const TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t(tables, tops);
+  const F l = lightRatioL(lumasOf<S>(bases), t.l());
+  storeColours<S>(tops, t.grey ? greyOfLightnessL(l, t.hueLight()) : lightHslToRgbL(t.h(), t.s(), l, t.hueLight()));
 }
 
-// "anterior" and "posterior" likewise.
+// "anterior" and "posterior" at G groups of N pixels per call, each step
+// taken for every group before the next: their steps form one long chain
+// (conversions both ways with divisions), and a second group's steps fill
+// the first's waits. (The lighter modes measured no faster so.)
 template <class S, int G>
 void anteriorLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
   TopLightL<S, TOP_H | TOP_S | TOP_L | TOP_HUE_LIGHT> t[G];
@@ -931,12 +925,11 @@ inline F turnsOf(F angle) {
 // (cos 0 times +0, sin 0 times +0) = (+0, +0).
 template <class S>
 void topPolarsOf(const int32_t* tops, const GlueTables& tables, F top[4]) {
-  const I r = channelOf(tops, 0);
-  if (anyLane((r != channelOf(tops, 1)) | (r != channelOf(tops, 2)))) {
+  if (!greyTops(tops)) {
     topValuesOf<S, 4, 15>(topPolar<S>, topTag<S>(PLAIN_POLAR), tables, tops, top);
     return;
   }
-  const F l = toFloat(r) * Units<S>::inv;
+  const F l = unitsOf<S>(tops, 0);
   top[0] = F{};
   top[1] = F{};
   top[2] = midGateL(l);
@@ -1036,13 +1029,13 @@ void rowOfLanes(int32_t* tops, const int32_t* bases, int32_t count, const GlueTa
 template <class S>
 GlueRowFunction wideRowFunctionOf(int mode) {
   switch (mode) {
-    case GLUE_COLOR: return rowOfLanes<colorLanes<S, 1>, glueColor<S>, colorLanes<S, 2>>;
-    case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S, 1>, glueLuminance<S>, luminanceLanes<S, 2>>;
+    case GLUE_COLOR: return rowOfLanes<colorLanes<S>, glueColor<S>>;
+    case GLUE_LUMINANCE: return rowOfLanes<luminanceLanes<S>, glueLuminance<S>>;
     case GLUE_SATURATION: return rowOfLanes<saturationLanes<S>, glueSaturation<S>>;
     case GLUE_HUE: return rowOfLanes<hueLanes<S>, glueHue<S>>;
     case GLUE_FRONTAL: return rowOfLanes<frontalLanes<S, 1>, glueFrontal<S>, frontalLanes<S, 2>>;
     case GLUE_DEXTROUS: return rowOfLanes<dextrousLanes<S>, glueDextrous<S>>;
-    case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S, 1>, glueSinister<S>, sinisterLanes<S, 2>>;
+    case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
     case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
     case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S, 1>, gluePosterior<S>, posteriorLanes<S, 2>>;
     case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>>;
