@@ -7,13 +7,10 @@ namespace {
 
 // The shared lanes with what only the strokes use: single-precision values
 // held in double lanes, and the packing of the lanes a mask picks.
-struct StrokeLanesAvx2 : LanesAvx2 {
+struct StrokeLanesAvx2 : LanesAvx2, PacksLaneByLane<StrokeLanesAvx2> {
   static V loadFloats(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
   static void storeFloats(float* p, V v) { _mm_storeu_ps(p, _mm256_cvtpd_ps(v)); }
   static V divideSingle(V a, V b) { return _mm256_cvtps_pd(_mm_div_ps(_mm256_cvtpd_ps(a), _mm256_cvtpd_ps(b))); }
-  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
-  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, v, bits); }
-  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesAvx2>(p, first, bits); }
 };
 
 }  // namespace

@@ -31,38 +31,37 @@ inline void packArray(T* p, const T* lanes, uint32_t bits) {
     n += static_cast<int32_t>((bits >> lane) & 1u);
   }
 }
+// The lanes whose bit is set, in lane order, to p onwards; up to L::width
+// values past them may be written too. A base of the lanes L.
 template <typename L>
-inline void packLanes(float* p, typename L::V v, uint32_t bits) {
-  float lanes[L::width];
-  L::storeFloats(lanes, v);
-  packArray<L::width>(p, lanes, bits);
-}
-template <typename L>
-inline void packLanes(double* p, typename L::V v, uint32_t bits) {
-  double lanes[L::width];
-  L::store(lanes, v);
-  packArray<L::width>(p, lanes, bits);
-}
-template <typename L>
-inline void packLanes(int32_t* p, int32_t first, uint32_t bits) {
-  int32_t lanes[L::width];
-  for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
-  packArray<L::width>(p, lanes, bits);
-}
+struct PacksLaneByLane {
+  template <typename V>
+  static void packFloats(float* p, V v, uint32_t bits) {
+    float lanes[L::width];
+    L::storeFloats(lanes, v);
+    packArray<L::width>(p, lanes, bits);
+  }
+  template <typename V>
+  static void packDoubles(double* p, V v, uint32_t bits) {
+    double lanes[L::width];
+    L::store(lanes, v);
+    packArray<L::width>(p, lanes, bits);
+  }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) {
+    int32_t lanes[L::width];
+    for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
+    packArray<L::width>(p, lanes, bits);
+  }
+};
 
 // One double at a time: the columns past the last whole vector, and the
 // scalar level itself. The field's one lane with the rest of what the wide
 // stroke lanes give.
-struct StrokeSingleLane : SingleLane {
+struct StrokeSingleLane : SingleLane, PacksLaneByLane<StrokeSingleLane> {
   using M = bool;
   using I = int32_t;
   static V loadFloats(const float* p) { return *p; }
   static I loadIntegers(const int32_t* p) { return *p; }
-  // The lanes whose bit is set, in lane order, to p onwards; up to width
-  // values past them may be written too.
-  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
-  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
-  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeSingleLane>(p, first, bits); }
   static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
   // Not the field's `a < b ? a : b`: the two part only where neither is
   // below the other (NaN, or 0 against -0). The strokes take it of corner

@@ -6,7 +6,7 @@ namespace {
 
 // The shared lanes with what only the strokes use: single-precision values
 // held in double lanes, and the packing of the lanes a mask picks.
-struct StrokeLanesSse2 : LanesSse2 {
+struct StrokeLanesSse2 : LanesSse2, PacksLaneByLane<StrokeLanesSse2> {
   static V loadFloats(const float* p) {
     return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
   }
@@ -14,9 +14,6 @@ struct StrokeLanesSse2 : LanesSse2 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(_mm_cvtpd_ps(v)));
   }
   static V divideSingle(V a, V b) { return _mm_cvtps_pd(_mm_div_ps(_mm_cvtpd_ps(a), _mm_cvtpd_ps(b))); }
-  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
-  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeLanesSse2>(p, v, bits); }
-  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeLanesSse2>(p, first, bits); }
 };
 
 }  // namespace
