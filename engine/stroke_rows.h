@@ -65,8 +65,8 @@ struct StrokeSingleLane : SingleLane, PacksLaneByLane<StrokeSingleLane> {
   static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
   // Not the field's `a < b ? a : b`: the two part only where neither is
   // below the other (NaN, or 0 against -0). The strokes take it of corner
-  // bands alone, all +0, 1 or 2, so either form would do; this one is what
-  // the scalar rows have always done.
+  // bands alone, which the turn gives as +0, 1 or 2, so either form would
+  // do; this one is what the one-pixel rows have always done.
   static V min(V a, V b) { return b < a ? b : a; }
   // Truncation toward zero, for values strictly inside the 32-bit range.
   static I truncate(V a) { return static_cast<int32_t>(a); }
