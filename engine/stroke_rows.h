@@ -31,6 +31,7 @@ inline void packArray(T* p, const T* lanes, uint32_t bits) {
     n += static_cast<int32_t>((bits >> lane) & 1u);
   }
 }
+
 // The lanes whose bit is set, in lane order, to p onwards; up to L::width
 // values past them may be written too. A base of the lanes L.
 template <typename L>
