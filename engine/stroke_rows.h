@@ -1,6 +1,7 @@
 // The stroke styles' row tests written once over a set of lanes. Each file
-// that includes this gives its own lanes (V: doubles, M: a mask of them)
-// and its own compiler target; everything here has internal linkage.
+// that includes this gives its own lanes (V: doubles, M: a mask of them),
+// the shared lanes of its width with the strokes' few additions, and its
+// own compiler target; everything here has internal linkage.
 //
 // Each lane does what the one-at-a-time form does: a branch becomes a mask
 // and a blend of both sides (each safe to compute), and every product, sum,
@@ -13,6 +14,7 @@
 
 #include <cstdint>
 
+#include "engine/field_passes.h"
 #include "engine/stroke_kernels.h"
 #include "engine/styles.h"
 #include "numeric/portable_math.h"
@@ -29,48 +31,47 @@ inline void packArray(T* p, const T* lanes, uint32_t bits) {
     n += static_cast<int32_t>((bits >> lane) & 1u);
   }
 }
+
+// The lanes whose bit is set, in lane order, to p onwards; up to L::width
+// values past them may be written too. A base of the lanes L.
 template <typename L>
-inline void packLanes(float* p, typename L::V v, uint32_t bits) {
-  float lanes[L::width];
-  L::storeFloats(lanes, v);
-  packArray<L::width>(p, lanes, bits);
-}
-template <typename L>
-inline void packLanes(double* p, typename L::V v, uint32_t bits) {
-  double lanes[L::width];
-  L::store(lanes, v);
-  packArray<L::width>(p, lanes, bits);
-}
-template <typename L>
-inline void packLanes(int32_t* p, int32_t first, uint32_t bits) {
-  int32_t lanes[L::width];
-  for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
-  packArray<L::width>(p, lanes, bits);
-}
+struct PacksLaneByLane {
+  template <typename V>
+  static void packFloats(float* p, V v, uint32_t bits) {
+    float lanes[L::width];
+    L::storeFloats(lanes, v);
+    packArray<L::width>(p, lanes, bits);
+  }
+  template <typename V>
+  static void packDoubles(double* p, V v, uint32_t bits) {
+    double lanes[L::width];
+    L::store(lanes, v);
+    packArray<L::width>(p, lanes, bits);
+  }
+  static void packRamp(int32_t* p, int32_t first, uint32_t bits) {
+    int32_t lanes[L::width];
+    for (int32_t lane = 0; lane < L::width; ++lane) lanes[lane] = first + lane;
+    packArray<L::width>(p, lanes, bits);
+  }
+};
 
 // One double at a time: the columns past the last whole vector, and the
-// scalar level itself.
-struct StrokeSingleLane {
-  using V = double;
+// scalar level itself. The field's one lane with the rest of what the wide
+// stroke lanes give.
+struct StrokeSingleLane : SingleLane, PacksLaneByLane<StrokeSingleLane> {
   using M = bool;
-  static constexpr int32_t width = 1;
-  static V load(const double* p) { return *p; }
+  using I = int32_t;
   static V loadFloats(const float* p) { return *p; }
-  static V loadInts(const int32_t* p) { return *p; }
-  // The lanes whose bit is set, in lane order, to p onwards; up to width
-  // values past them may be written too.
-  static void packFloats(float* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
-  static void packDoubles(double* p, V v, uint32_t bits) { packLanes<StrokeSingleLane>(p, v, bits); }
-  static void packRamp(int32_t* p, int32_t first, uint32_t bits) { packLanes<StrokeSingleLane>(p, first, bits); }
+  static I loadIntegers(const int32_t* p) { return *p; }
   static void storeFloats(float* p, V v) { *p = static_cast<float>(v); }
-  static V sqrt(V a) { return numeric::squareRoot(a); }
+  // Not the field's `a < b ? a : b`: the two part only where neither is
+  // below the other (NaN, or 0 against -0). The strokes take it of corner
+  // bands alone, which the turn gives as +0, 1 or 2, so either form would
+  // do; this one is what the one-pixel rows have always done.
   static V min(V a, V b) { return b < a ? b : a; }
   // Truncation toward zero, for values strictly inside the 32-bit range.
-  static V truncateWhole(V a) { return static_cast<double>(static_cast<int32_t>(a)); }
-  static V splat(double x) { return x; }
-  static V add(V a, V b) { return a + b; }
-  static V sub(V a, V b) { return a - b; }
-  static V mul(V a, V b) { return a * b; }
+  static I truncate(V a) { return static_cast<int32_t>(a); }
+  static V toDouble(I i) { return static_cast<double>(i); }
   static V div(V a, V b) { return a / b; }
   // a / b in single precision, of values held exactly in single.
   static V divideSingle(V a, V b) {
@@ -82,7 +83,7 @@ struct StrokeSingleLane {
   // Through the instructions rather than two casts: GCC 12's pairing of
   // scalar statements into vectors (-O2 and up) has been seen to drop a
   // float round trip paired with another one.
-  static V toFloat(V a) {
+  static V throughSingle(V a) {
     return _mm_cvtsd_f64(_mm_cvtss_sd(_mm_setzero_pd(), _mm_cvtsd_ss(_mm_setzero_ps(), _mm_set_sd(a))));
   }
   static M greater(V a, V b) { return a > b; }
@@ -90,9 +91,7 @@ struct StrokeSingleLane {
   static M both(M a, M b) { return a & b; }
   static M either(M a, M b) { return a | b; }
   static V select(M m, V yes, V no) { return m ? yes : no; }
-  static uint32_t bits(M m) { return m ? 1u : 0u; }
-  static void store(double* p, V v) { *p = v; }
-  static void storeTruncated(int32_t* p, V v) { *p = static_cast<int32_t>(v); }
+  static uint32_t laneBits(M m) { return m ? 1u : 0u; }
 };
 
 // v below 0 ? -v : v; -0.0 and NaN stay as they are.
@@ -167,10 +166,11 @@ inline int32_t thinSoftColumns(const double* m, intptr_t stride, const double* g
   const V zero = L::splat(0.0), nearZero = L::splat(-0.001);
   const V dx = gx ? L::load(gx + c) : zero, dy = gy ? L::load(gy + c) : zero;
   const CrestLanes<L> k = crestLanes<L>(m + c, stride, dx, dy);
-  const V p1 = L::toFloat(L::sub(k.P, L::toFloat(k.a))), p2 = L::toFloat(L::sub(k.P, L::toFloat(k.b)));
+  const V p1 = L::throughSingle(L::sub(k.P, L::throughSingle(k.a)));
+  const V p2 = L::throughSingle(L::sub(k.P, L::throughSingle(k.b)));
   const auto crest = L::either(L::both(L::greaterEqual(p1, zero), L::greater(p2, nearZero)),
                                L::both(L::greater(p1, nearZero), L::greaterEqual(p2, zero)));
-  const uint32_t bits = L::bits(crest);
+  const uint32_t bits = L::laneBits(crest);
   L::packRamp(crests.column + count, c, bits);
   L::packFloats(crests.p1 + count, p1, bits);
   L::packFloats(crests.p2 + count, p2, bits);
@@ -223,7 +223,7 @@ inline int32_t strengthOf(double m, const ScribbleNumbers& n) {
 template <typename L>
 inline bool truncatesExactly(typename L::V v) {
   const uint32_t all = (1u << L::width) - 1u;
-  return L::bits(L::both(L::greater(v, L::splat(-2147483648.0)), L::greater(L::splat(2147483647.0), v))) == all;
+  return L::laneBits(L::both(L::greater(v, L::splat(-2147483648.0)), L::greater(L::splat(2147483647.0), v))) == all;
 }
 
 template <typename L>
@@ -242,7 +242,7 @@ inline void scribbleTurnColumns(const double* directions, int32_t c, const Scrib
     }
     return;
   }
-  const V turned = L::sub(L::sub(a, L::mul(L::truncateWhole(q), twoPi)), pi);
+  const V turned = L::sub(L::sub(a, L::mul(L::toDouble(L::truncate(q)), twoPi)), pi);
   L::storeFloats(angles + c, turned);
   const V edge = L::splat(SCRIBBLE_BAND_EDGE), lowEdge = L::splat(-SCRIBBLE_BAND_EDGE);
   L::storeFloats(bands + c, L::add(L::select(L::greater(turned, edge), one, zero),
@@ -323,7 +323,7 @@ inline int32_t scribbleCrossingColumns(const float* const corners[4], const floa
                 L::select(L::greater(band, L::splat(0.5)), L::splat(n.thresholds[1]), L::splat(n.thresholds[0])));
   V above = zero;
   for (int32_t k = 0; k < 4; ++k) above = L::add(above, L::select(L::greater(a[k], threshold), one, zero));
-  const uint32_t bits = L::bits(L::both(L::greater(above, L::splat(0.5)), L::greater(L::splat(3.5), above)));
+  const uint32_t bits = L::laneBits(L::both(L::greater(above, L::splat(0.5)), L::greater(L::splat(3.5), above)));
   L::packRamp(cells.column + count, c, bits);
   if (gx) L::packDoubles(cells.slopeX + count, L::load(gx + c), bits);
   if (gy) L::packDoubles(cells.slopeY + count, L::load(gy + c), bits);
@@ -358,7 +358,7 @@ template <typename L>
 inline typename L::V sideCrossing(typename L::V p, typename L::V q) {
   const auto pAbove = L::greater(p, q);
   const typename L::V numerator = L::select(pAbove, L::negate(p), L::negate(q));
-  typename L::V denominator = L::toFloat(L::select(pAbove, L::sub(q, p), L::sub(p, q)));
+  typename L::V denominator = L::throughSingle(L::select(pAbove, L::sub(q, p), L::sub(p, q)));
   denominator = L::select(isZero<L>(denominator), L::splat(1.0), denominator);
   const typename L::V quotient = L::divideSingle(numerator, denominator);
   return L::select(pAbove, quotient, L::sub(L::splat(1.0), quotient));
@@ -411,7 +411,7 @@ inline int32_t scribbleDotColumns(const ScribbleCells& cells, int32_t i, int32_t
   for (int32_t k = 0; k < 4; ++k) {
     const V a = L::loadFloats(cells.corner[k] + i);
     above[k] = L::select(L::greater(a, threshold), one, zero);
-    b[k] = L::toFloat(L::sub(a, threshold));
+    b[k] = L::throughSingle(L::sub(a, threshold));
   }
   const auto topCrossed = oneAbove<L>(above[0], above[1]), leftCrossed = oneAbove<L>(above[0], above[2]);
   const auto rightCrossed = oneAbove<L>(above[1], above[3]), bottomCrossed = oneAbove<L>(above[2], above[3]);
@@ -423,14 +423,14 @@ inline int32_t scribbleDotColumns(const ScribbleCells& cells, int32_t i, int32_t
   SegmentEnd<L> to = pickEnd<L>(bottomCrossed, bottom, pickEnd<L>(rightCrossed, rightEnd, leftEnd));
   to = pickEnd<L>(saddle, pickEnd<L>(firstAbove, leftEnd, rightEnd), to);
   const SegmentEnd<L> saddleTo = pickEnd<L>(firstAbove, rightEnd, leftEnd);
-  const V value = L::loadInts(cells.value + i);
-  const V column = L::add(L::loadInts(cells.column + i), L::splat(static_cast<double>(left)));
+  const V value = L::toDouble(L::loadIntegers(cells.value + i));
+  const V column = L::add(L::toDouble(L::loadIntegers(cells.column + i)), L::splat(static_cast<double>(left)));
   const V row = L::splat(static_cast<double>(y));
   // Each cell's first dot, then its second: the cells' own order.
   StrokeDot lanes[2][L::width];
   segmentDots<L>(from, to, value, column, row, lanes[0]);
   // Saddles are rare: most runs of cells have no second dot to work out.
-  const uint32_t second = L::bits(saddle);
+  const uint32_t second = L::laneBits(saddle);
   if (second == 0) {
     for (int32_t lane = 0; lane < L::width; ++lane) dots[count++] = lanes[0][lane];
     return count;

@@ -27,6 +27,8 @@ struct DoubleLanesAvx2 {
   static V sqrt(V a) { return _mm256_sqrt_pd(a); }
   static V min(V a, V b) { return _mm256_min_pd(a, b); }
   static V max(V a, V b) { return _mm256_max_pd(a, b); }
+  static V negate(V a) { return _mm256_xor_pd(a, _mm256_set1_pd(-0.0)); }
+  static M greater(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_GT_OQ); }
   static M greaterEqual(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_GE_OQ); }
   static M lessEqual(V a, V b) { return _mm256_cmp_pd(a, b, _CMP_LE_OQ); }
   static M both(M a, M b) { return _mm256_and_pd(a, b); }

@@ -28,6 +28,11 @@ struct DoubleLanesAvx512 {
   static V sqrt(V a) { return _mm512_sqrt_pd(a); }
   static V min(V a, V b) { return _mm512_min_pd(a, b); }
   static V max(V a, V b) { return _mm512_max_pd(a, b); }
+  // The bitwise forms of doubles are avx512dq; the integer ones are not.
+  static V negate(V a) {
+    return _mm512_castsi512_pd(_mm512_xor_si512(_mm512_castpd_si512(a), _mm512_set1_epi64(INT64_MIN)));
+  }
+  static M greater(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
   static M greaterEqual(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_GE_OQ); }
   static M lessEqual(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_LE_OQ); }
   static M both(M a, M b) { return static_cast<M>(a & b); }

@@ -30,6 +30,8 @@ struct DoubleLanesSse2 {
   static V sqrt(V a) { return _mm_sqrt_pd(a); }
   static V min(V a, V b) { return _mm_min_pd(a, b); }
   static V max(V a, V b) { return _mm_max_pd(a, b); }
+  static V negate(V a) { return _mm_xor_pd(a, _mm_set1_pd(-0.0)); }
+  static M greater(V a, V b) { return _mm_cmpgt_pd(a, b); }
   static M greaterEqual(V a, V b) { return _mm_cmpge_pd(a, b); }
   static M lessEqual(V a, V b) { return _mm_cmple_pd(a, b); }
   static M both(M a, M b) { return _mm_and_pd(a, b); }

@@ -20,6 +20,7 @@ struct LaneArithmetic {
 struct LaneProbe {
   LaneArithmetic<double> doubles;
   double atLeastPicked[PROBE_LANES], atMostPicked[PROBE_LANES];  // a where a >= b (a <= b), else b
+  double abovePicked[PROBE_LANES], negatedDoubles[PROBE_LANES];  // a where a > b, else b; -a
   bool allAtLeast;                                                // a >= b in every lane
   int32_t truncated[PROBE_LANES + PROBE_SPARE];                   // of t, then untouched spare
   // Floats: a and b narrowed, then their lanes worked as floats.
@@ -71,6 +72,8 @@ void probeLanesWith(const double* a, const double* b, const double* t, LaneProbe
     L::store(d.most + i, L::max(x, y));
     L::store(out->atLeastPicked + i, L::select(L::greaterEqual(x, y), x, y));
     L::store(out->atMostPicked + i, L::select(L::lessEqual(x, y), x, y));
+    L::store(out->abovePicked + i, L::select(L::greater(x, y), x, y));
+    L::store(out->negatedDoubles + i, L::negate(x));
     out->allAtLeast = out->allAtLeast && L::all(L::greaterEqual(x, y));
     L::storeTruncated(out->truncated + i, L::load(t + i));
   }

@@ -87,6 +87,8 @@ TEST(SharedLanes, DoubleOperationsMatchTheScalarOnes) {
       expectArithmetic(width, i, p.doubles, a, b);
       EXPECT_LANE(p.atLeastPicked[i], a >= b ? a : b);
       EXPECT_LANE(p.atMostPicked[i], a <= b ? a : b);
+      EXPECT_LANE(p.abovePicked[i], a > b ? a : b);
+      EXPECT_LANE(p.negatedDoubles[i], -a);  // the sign flipped, zeros too
       EXPECT_EQ(p.truncated[i], static_cast<int32_t>(T[i])) << simdLevelName(width.level) << " lane " << i;
     }
     for (int32_t i = PROBE_LANES; i < PROBE_LANES + PROBE_SPARE; ++i)
