@@ -1,5 +1,7 @@
 #include "engine/pixel_loop.h"
 
+#include <emmintrin.h>
+
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -306,6 +308,67 @@ void shadeRowByRow(const PixelLoop& loop, int32_t row, const int32_t* edges, con
   }
 }
 
+// A pixel's four bytes (the tile's RGBA, a ramp entry) as four words, in
+// SSE2 (every x86-64 CPU has it): each byte followed by three zero bytes.
+inline void widenFourBytes(const uint8_t* from, int32_t* to) {
+  int32_t word;
+  std::memcpy(&word, from, sizeof word);
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i words = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(word), zero), zero);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), words);
+}
+
+// shadeRowByRow for the common final render at 8 bits: grey and alpha are
+// chosen once per row and the tile, the ramp and the output are walked by
+// pointer, so the loops carry no per-pixel choices. In colour, a pixel's
+// top and base are stored as four words each, the fourth overwritten by the
+// next pixel's; a packed RGB output takes the stretch's words as bytes in
+// one loop.
+template <bool Grey, bool Alpha>
+void shadeRowByRow8(const PixelLoop& loop, int32_t row, const int32_t* edges, const PixelMap* tile, bool flip) {
+  constexpr int32_t STRETCH = 128;
+  const int32_t flipMask = flip ? loop.maxValue : 0;  // e or maxValue - e, as e ^ 255 on 0..255
+  const uint8_t* in = pixelAddress(tile, TILE_MARGIN, row + TILE_MARGIN, 0);
+  uint8_t* out = loop.out + row * loop.outRowStep;
+  const intptr_t step = loop.outColumnStep;
+  const int32_t alphaIndex = loop.alphaIndex;
+  int32_t tops[STRETCH * 3 + 1], bases[STRETCH * 3 + 1];  // room for the last pixel's fourth word
+  for (int32_t start = 0; start < loop.columns; start += STRETCH) {
+    const int32_t count = loop.columns - start < STRETCH ? loop.columns - start : STRETCH;
+    const uint8_t* pixel = in + 4 * start;
+    for (int32_t i = 0; i < count; ++i, pixel += 4) {
+      const uint8_t* entry = loop.ramp[edges[start + i] ^ flipMask];
+      if (Grey) {
+        int32_t* top = tops + 3 * i;
+        int32_t* base = bases + 3 * i;
+        top[0] = (entry[0] * 77 + entry[1] * 150 + entry[2] * 28) >> 8;
+        top[1] = entry[1];
+        top[2] = entry[2];
+        base[0] = base[1] = base[2] = pixel[0];
+      } else {
+        widenFourBytes(entry, tops + 3 * i);
+        widenFourBytes(pixel, bases + 3 * i);
+      }
+    }
+    loop.glueRow(tops, bases, count, *loop.glueTables);
+    if (!Grey && !Alpha && step == 3) {
+      for (int32_t k = 0; k < 3 * count; ++k) out[k] = static_cast<uint8_t>(tops[k]);
+      out += 3 * count;
+      continue;
+    }
+    pixel = in + 4 * start;
+    for (int32_t i = 0; i < count; ++i, pixel += 4, out += step) {
+      const int32_t* top = tops + 3 * i;
+      out[0] = static_cast<uint8_t>(top[0]);
+      if (!Grey) {
+        out[1] = static_cast<uint8_t>(top[1]);
+        out[2] = static_cast<uint8_t>(top[2]);
+      }
+      if (Alpha) out[alphaIndex] = pixel[3];
+    }
+  }
+}
+
 // The common final render, 8 bits and no glue: each pixel is its ramp
 // entry (its luma for grey), with the tile's alpha where the output keeps
 // transparency. Flip, grey and alpha are chosen once per row, so the loop
@@ -347,6 +410,14 @@ void shadeRowFor(const PixelLoop& loop, int32_t row, const int32_t* edges, const
       storeRampRow8For<true>(loop, row, edges, tile);
     else
       storeRampRow8For<false>(loop, row, edges, tile);
+  } else if (sizeof(Sample) == 1 && Target == 0 && loop.glueRow != nullptr && loop.maxValue == 255) {
+    const bool flip = applyFlip && loop.flip;
+    if (loop.greyImage)
+      loop.transparency ? shadeRowByRow8<true, true>(loop, row, edges, tile, flip)
+                        : shadeRowByRow8<true, false>(loop, row, edges, tile, flip);
+    else
+      loop.transparency ? shadeRowByRow8<false, true>(loop, row, edges, tile, flip)
+                        : shadeRowByRow8<false, false>(loop, row, edges, tile, flip);
   } else if (loop.glueRow != nullptr)
     shadeRowByRow<Sample, Target>(loop, row, edges, tile, applyFlip);
   else if (loop.glue != nullptr)
