@@ -1,6 +1,7 @@
-// The row forms of the slow colour modes at N lanes (8 for AVX2, 16 for
-// AVX-512), written once with the compiler's vector types. One source file
-// per target includes this after it has defined, in glue's anonymous
+// The row forms of the slow colour modes at N lanes (4 for SSE2, 8 for
+// AVX2, 16 for AVX-512), written once with the compiler's vector types: the
+// only form of each mode above the per-pixel one. One source file per
+// target includes this after it has defined, in glue's anonymous
 // namespace, a struct WideLanes: the shared float lanes of its width
 // (numeric/simd_lanes_*.h, which give the square root) and
 //   Words, HalfWords, Pairs               N and N/2 32-bit integers, N/2
@@ -13,18 +14,19 @@
 //                                         and storeInterleaved itself
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
-// and glue_colour_modes.cpp, in the same order and precision, like the
-// four-lane SSE2 forms in glue_rows.cpp: a branch becomes a select between
-// both sides worked out in full, and min and max keep the operand order of
-// the scalar comparison. Lanes the quick trigonometry cannot settle take
-// numeric:: itself, and a row's last count % N pixels the pixel function.
+// and glue_colour_modes.cpp, in the same order and precision: a branch
+// becomes a select between both sides worked out in full (a side thrown
+// away may divide by zero, which only makes an unused infinity or NaN),
+// and min and max keep the operand order of the scalar comparison. Lanes
+// the quick trigonometry cannot settle take numeric:: itself, and a row's
+// last count % N pixels the pixel function.
 //
-// This code is built with wide instructions, so it must not instantiate any
-// inline function of the shared headers: the linker keeps one copy of each,
-// and a wide copy would then run on CPUs without the instructions. It calls
-// only out-of-line functions (the top-colour cache entries, the pixel
-// functions, numeric::), its own lane code and the lanes' (internal
-// linkage, one copy per target).
+// Above SSE2 this code is built with wide instructions, so it must not
+// instantiate any inline function of the shared headers: the linker keeps
+// one copy of each, and a wide copy would then run on CPUs without the
+// instructions. It calls only out-of-line functions (the top-colour cache
+// entries, the pixel functions, numeric::), its own lane code and the
+// lanes' (internal linkage, one copy per target).
 #pragma once
 
 #include <cstddef>
@@ -534,9 +536,30 @@ inline I bitsOf(F x) {
   return bits;
 }
 
+// Lane k of the result is entry at[k] of a table of Vectors * N lanes
+// (at[k] in range). One or two vectors are one shuffle; more (the 16-entry
+// tables at 4 lanes) are read lane by lane, as the compiler would move the
+// words anyway without a variable shuffle.
+template <class V, int Vectors>
+inline V byIndex(const V (&table)[Vectors], I at) {
+  if constexpr (Vectors == 1) {
+    return shuffleLanes(table[0], at);
+  } else if constexpr (Vectors == 2) {
+    return shuffleLanes(table[0], table[1], at);
+  } else {
+    static_assert((Vectors & (Vectors - 1)) == 0, "a whole number of bits of index");
+    V out;
+    for (int k = 0; k < N; ++k) {
+      const int entry = at[k] & (Vectors * N - 1);
+      out[k] = table[entry / N][entry % N];
+    }
+    return out;
+  }
+}
+
 // arcTangentStepTable()[j] for j in 0..16, without a gather: the low and
-// high words of the 17 doubles are each shuffled by j, the last entry taken
-// by a select.
+// high words of the 17 doubles are each looked up by j, the last entry
+// taken by a select.
 struct StepWords {
   I low[16 / N], high[16 / N];
   int32_t lastLow, lastHigh;
@@ -556,12 +579,6 @@ inline StepWords stepWords() {
   w.lastLow = int32_t(words[0][16]);
   w.lastHigh = int32_t(words[1][16]);
   return w;
-}
-inline I byIndex(const I (&table)[16 / N], I at) {
-  if constexpr (N == 16)
-    return shuffleLanes(table[0], at);
-  else
-    return shuffleLanes(table[0], table[1], at);
 }
 inline D arcTangentStepsAt(I j) {
   static const StepWords w = stepWords();
@@ -617,9 +634,9 @@ inline F settledArcTangent2L(F y, F x, D r) {
   if (anyLane(zeroY | zeroX)) {
     const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
     const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
-    F zeros{};
-    std::memcpy(&zeros, arcTangentsOfZeros(), 6 * sizeof(float));
-    quick = pick(zeroY | zeroX, shuffleLanes(zeros, zeroAt), quick);
+    F zeros[(6 + N - 1) / N] = {};
+    std::memcpy(zeros, arcTangentsOfZeros(), 6 * sizeof(float));
+    quick = pick(zeroY | zeroX, byIndex(zeros, zeroAt), quick);
   }
   const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
   if (anyLane(unsettled))
@@ -963,8 +980,10 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
       storeColours<S>(tops + 3 * N * g, {l, l, l});
     }
   }
-  F angle2[G], cosine[G], sine[G];
-  D cosineD[G], sineD[G];
+  // (Zeroed, as are x, y and approximate: the compiler cannot tell that a
+  // group left out of one step is left out of every step.)
+  F angle2[G]{}, cosine[G]{}, sine[G]{};
+  D cosineD[G]{}, sineD[G]{};
   ML_EACH_GROUP {
     if (!mixes[g]) continue;
     angle2[g] = narrow(wide(c2[g].h) * 6.283185307);
@@ -977,8 +996,8 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
         sine[g][k] = entry.sine;
       }
   }
-  F x[G], y[G];
-  D approximate[G];
+  F x[G]{}, y[G]{};
+  D approximate[G]{};
   ML_EACH_GROUP {
     if (!mixes[g]) continue;
     const F x2 = cosine[g] * c2[g].s, y2 = sine[g] * c2[g].s;
