@@ -55,6 +55,7 @@ struct WideLanes : FloatLanesAvx2 {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 8), v1);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 16), v2);
   }
+  static constexpr bool shortProducts = false;
   static bool anyLane(Words mask) { return _mm256_movemask_ps(_mm256_castsi256_ps(mask)) != 0; }
 };
 
