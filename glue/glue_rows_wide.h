@@ -281,21 +281,20 @@ inline void storeColours(int32_t* out, const RgbL& c) {
 }
 
 // Whether the N colours all equal the first: the 3N samples against the
-// first colour repeated.
-inline I channelNumbers(int v) {
-  I channel{};
-  for (int k = 0; k < N; ++k) channel[k] = (v * N + k) % 3;
-  return channel;
+// first colour repeated, which one fixed shuffle of the first N samples
+// gives (word v N + k is channel (v N + k) % 3).
+template <int V, size_t... K>
+constexpr I repeatedFirst(std::index_sequence<K...>) {
+  return I{int32_t((V * N + int(K)) % 3)...};
 }
 inline bool allTopsAlike(const int32_t* tops) {
   I c[3];
   std::memcpy(c, tops, sizeof c);
-  I differs{};
-  for (int v = 0; v < 3; ++v) {
-    const I channel = channelNumbers(v);
-    const I first = pickI(channel == 0, splatI(tops[0]), pickI(channel == 1, splatI(tops[1]), splatI(tops[2])));
-    differs |= c[v] != first;
-  }
+  constexpr I at0 = repeatedFirst<0>(std::make_index_sequence<N>());
+  constexpr I at1 = repeatedFirst<1>(std::make_index_sequence<N>());
+  constexpr I at2 = repeatedFirst<2>(std::make_index_sequence<N>());
+  const I differs =
+      (c[0] != shuffleLanes(c[0], at0)) | (c[1] != shuffleLanes(c[0], at1)) | (c[2] != shuffleLanes(c[0], at2));
   return !anyLane(differs);
 }
 
