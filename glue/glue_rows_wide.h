@@ -153,9 +153,11 @@ inline I shortProduct(I a, I b) {
 inline I shortProduct(I a, int32_t b) { return shortProduct(a, splatI(b)); }
 inline F keepWhere(I mask, F a) { return mask ? a : F{}; }
 
-// a > b ? a : b and a < b ? a : b, as the scalar code compares.
-inline F greater(F a, F b) { return a > b ? a : b; }
-inline F lesser(F a, F b) { return a < b ? a : b; }
+// a > b ? a : b and a < b ? a : b, as the scalar code compares: the
+// instructions' own max and min, which give the second operand unless the
+// first is strictly larger (smaller).
+inline F greater(F a, F b) { return F(WideLanes::max(a, b)); }
+inline F lesser(F a, F b) { return F(WideLanes::min(a, b)); }
 inline I greaterI(I a, I b) { return a > b ? a : b; }
 inline I lesserI(I a, I b) { return a < b ? a : b; }
 
