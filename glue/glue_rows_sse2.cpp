@@ -64,6 +64,8 @@ struct WideLanes : FloatLanesSse2 {
   }
   static constexpr bool shortProducts = true;
   static Words productOfShorts(Words a, Words b) { return _mm_madd_epi16(a, b); }
+  // No blend instruction.
+  static constexpr bool selectsByBits = true;
   static bool anyLane(Words mask) { return _mm_movemask_ps(_mm_castsi128_ps(mask)) != 0; }
 };
 

@@ -12,6 +12,8 @@
 //   bool anyLane(Words mask)              whether any lane is set
 //   bool ownShuffles                      true if it gives channelLanes<C>
 //                                         and storeInterleaved itself
+//   bool selectsByBits                    true if a select is best as
+//                                         and, and-not and or
 //   bool shortProducts                    true if it gives
 //                                         Words productOfShorts(Words, Words)
 //                                         (a * b of values below 2^15, by
@@ -105,7 +107,28 @@ inline F splat(float v) { return F{} + v; }
 inline D splatD(double v) { return D{} + v; }
 inline I splatI(int32_t v) { return I{} + v; }
 
-inline F pick(I mask, F a, F b) { return mask ? a : b; }
+// Every mask here is a comparison's (all ones or all zeros in a lane) or a
+// combination of them. Without a blend instruction a select is by bits:
+// the compiler, which cannot know the masks are whole, would first compare
+// them with zero again. (Lanes is WideLanes, as in channelLanes.)
+template <class Lanes = WideLanes>
+inline I pickI(I mask, I a, I b) {
+  if constexpr (Lanes::selectsByBits)
+    return (a & mask) | (b & ~mask);
+  else
+    return mask ? a : b;
+}
+template <class Lanes = WideLanes>
+inline F pick(I mask, F a, F b) {
+  if constexpr (!Lanes::selectsByBits) return mask ? a : b;
+  I bitsA, bitsB;
+  std::memcpy(&bitsA, &a, sizeof a);
+  std::memcpy(&bitsB, &b, sizeof b);
+  const I chosen = pickI(mask, bitsA, bitsB);
+  F out;
+  std::memcpy(&out, &chosen, sizeof out);
+  return out;
+}
 // The doubles and int64 span two registers, where the compiler would take
 // selects and comparisons lane by lane: selects go by bits, comparisons by
 // halves.
@@ -139,7 +162,6 @@ inline L atLeastL(L a, int64_t b) {
 inline L belowL(L a, int64_t b) {
   return byHalves<Int64Half>(a, L{} + b, [](Int64Half x, Int64Half y) -> Int64Half { return x < y; });
 }
-inline I pickI(I mask, I a, I b) { return mask ? a : b; }
 // a * b where both are in -2^15 .. 2^15 - 1 and one is not negative: one
 // 16-bit multiply-add where the lanes have it cheaper than a 32-bit
 // product (SSE2 has no 32-bit product at all).
@@ -151,7 +173,7 @@ inline I shortProduct(I a, I b) {
     return a * b;
 }
 inline I shortProduct(I a, int32_t b) { return shortProduct(a, splatI(b)); }
-inline F keepWhere(I mask, F a) { return mask ? a : F{}; }
+inline F keepWhere(I mask, F a) { return pick(mask, a, F{}); }
 
 // a > b ? a : b and a < b ? a : b, as the scalar code compares: the
 // instructions' own max and min, which give the second operand unless the
