@@ -833,7 +833,8 @@ inline I productOfSamples(I x, I y) {
 }
 template <class S>
 inline I hardMixL(I x, I y) {
-  return pickI(x >= S::H, S::M - (productOfSamples<S>(S::M - x, S::M - y) >> S::S), productOfSamples<S>(x, y) >> S::S);
+  return pickI(x >= S::H, S::M - (productOfSamples<S>(S::M - x, S::M - y) >> S::S),
+               productOfSamples<S>(x, y) >> S::S);
 }
 template <class S>
 inline I pinMixL(I x, I y) {
