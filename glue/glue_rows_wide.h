@@ -305,20 +305,21 @@ inline void storeColours(int32_t* out, const RgbL& c) {
 }
 
 // Whether the N colours all equal the first: the 3N samples against the
-// first colour repeated, which one fixed shuffle of the first N samples
-// gives (word v N + k is channel (v N + k) % 3).
+// first colour repeated, its channels picked by fixed masks (word v N + k
+// is channel (v N + k) % 3).
 template <int V, size_t... K>
-constexpr I repeatedFirst(std::index_sequence<K...>) {
+constexpr I channelNumbers(std::index_sequence<K...>) {
   return I{int32_t((V * N + int(K)) % 3)...};
 }
 inline bool allTopsAlike(const int32_t* tops) {
   I c[3];
   std::memcpy(c, tops, sizeof c);
-  constexpr I at0 = repeatedFirst<0>(std::make_index_sequence<N>());
-  constexpr I at1 = repeatedFirst<1>(std::make_index_sequence<N>());
-  constexpr I at2 = repeatedFirst<2>(std::make_index_sequence<N>());
-  const I differs =
-      (c[0] != shuffleLanes(c[0], at0)) | (c[1] != shuffleLanes(c[0], at1)) | (c[2] != shuffleLanes(c[0], at2));
+  constexpr I channel0 = channelNumbers<0>(std::make_index_sequence<N>());
+  constexpr I channel1 = channelNumbers<1>(std::make_index_sequence<N>());
+  constexpr I channel2 = channelNumbers<2>(std::make_index_sequence<N>());
+  const I first[3] = {splatI(tops[0]), splatI(tops[1]), splatI(tops[2])};
+  auto repeated = [&](I channel) { return pickI(channel == 0, first[0], pickI(channel == 1, first[1], first[2])); };
+  const I differs = (c[0] != repeated(channel0)) | (c[1] != repeated(channel1)) | (c[2] != repeated(channel2));
   return !anyLane(differs);
 }
 
@@ -466,8 +467,9 @@ inline F perceptualLightnessL(F plain, F hueLight) {
   return narrow(pickD(wideMask(plain > 0.5f), upper, lower));
 }
 
-// rgbToLightHslKeeping.
-inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
+// rgbToLightHslKeeping. Always built into its caller: called out of line,
+// its results go through memory (AVX-512 "luminance" took a sixth longer).
+__attribute__((always_inline)) inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
   HslL hsl = rgbToHslL(colour);
   hueFactor = hueLuminanceFactorL(hsl.s);
   const F c = hueLuminanceWithL(hsl.h, hsl.s, hueFactor);
