@@ -6,10 +6,6 @@
 
 #include "numeric/simd_lanes_sse2.h"
 
-// The lanes' doubles are two registers wide here; the functions that pass
-// them are all internal, so no calling convention is at stake.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 namespace glue {
 namespace {
 
