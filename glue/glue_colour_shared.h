@@ -1,6 +1,6 @@
 // Inside the glue library: the steps the colour-space modes share between
 // their per-pixel form (glue_colour_modes.cpp) and their row form
-// (glue_rows.cpp) - reading and scaling samples, storing results, the
+// (glue_rows_wide.h) - reading and scaling samples, storing results, the
 // top-colour cache and the way through the Lab tables - so that both forms
 // run the very same operations.
 #pragma once

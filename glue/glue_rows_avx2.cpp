@@ -55,6 +55,10 @@ struct WideLanes : FloatLanesAvx2 {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 8), v1);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 16), v2);
   }
+  // A 16-bit multiply-add is one step, a 32-bit product two.
+  static constexpr bool shortProducts = true;
+  static Words productOfShorts(Words a, Words b) { return _mm256_madd_epi16(a, b); }
+  static constexpr bool selectsByBits = false;
   static bool anyLane(Words mask) { return _mm256_movemask_ps(_mm256_castsi256_ps(mask)) != 0; }
 };
 

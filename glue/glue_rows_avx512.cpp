@@ -18,6 +18,9 @@ struct WideLanes : FloatLanesAvx512 {
   }
   // The compiler's shuffles give one two-source permute each here.
   static constexpr bool ownShuffles = false;
+  // (16-bit multiply-adds at this width need AVX-512BW.)
+  static constexpr bool shortProducts = false;
+  static constexpr bool selectsByBits = false;
   static bool anyLane(Words mask) { return _mm512_test_epi32_mask(mask, mask) != 0; }
 };
 

@@ -1,6 +1,7 @@
-// The row forms of the slow colour modes at N lanes (8 for AVX2, 16 for
-// AVX-512), written once with the compiler's vector types. One source file
-// per target includes this after it has defined, in glue's anonymous
+// The row forms of the slow colour modes at N lanes (4 for SSE2, 8 for
+// AVX2, 16 for AVX-512), written once with the compiler's vector types: the
+// only form of each mode above the per-pixel one. One source file per
+// target includes this after it has defined, in glue's anonymous
 // namespace, a struct WideLanes: the shared float lanes of its width
 // (numeric/simd_lanes_*.h, which give the square root) and
 //   Words, HalfWords, Pairs               N and N/2 32-bit integers, N/2
@@ -11,20 +12,27 @@
 //   bool anyLane(Words mask)              whether any lane is set
 //   bool ownShuffles                      true if it gives channelLanes<C>
 //                                         and storeInterleaved itself
+//   bool selectsByBits                    true if a select is best as
+//                                         and, and-not and or
+//   bool shortProducts                    true if it gives
+//                                         Words productOfShorts(Words, Words)
+//                                         (a * b of values below 2^15, by
+//                                         16-bit halves)
 //
 // Each lane runs the operations of the per-pixel code in colour_convert.h
-// and glue_colour_modes.cpp, in the same order and precision, like the
-// four-lane SSE2 forms in glue_rows.cpp: a branch becomes a select between
-// both sides worked out in full, and min and max keep the operand order of
-// the scalar comparison. Lanes the quick trigonometry cannot settle take
-// numeric:: itself, and a row's last count % N pixels the pixel function.
+// and glue_colour_modes.cpp, in the same order and precision: a branch
+// becomes a select between both sides worked out in full (a side thrown
+// away may divide by zero, which only makes an unused infinity or NaN),
+// and min and max keep the operand order of the scalar comparison. Lanes
+// the quick trigonometry cannot settle take numeric:: itself, and a row's
+// last count % N pixels the pixel function.
 //
-// This code is built with wide instructions, so it must not instantiate any
-// inline function of the shared headers: the linker keeps one copy of each,
-// and a wide copy would then run on CPUs without the instructions. It calls
-// only out-of-line functions (the top-colour cache entries, the pixel
-// functions, numeric::), its own lane code and the lanes' (internal
-// linkage, one copy per target).
+// Above SSE2 this code is built with wide instructions, so it must not
+// instantiate any inline function of the shared headers: the linker keeps
+// one copy of each, and a wide copy would then run on CPUs without the
+// instructions. It calls only out-of-line functions (the top-colour cache
+// entries, the pixel functions, numeric::), its own lane code and the
+// lanes' (internal linkage, one copy per target).
 #pragma once
 
 #include <cstddef>
@@ -99,7 +107,28 @@ inline F splat(float v) { return F{} + v; }
 inline D splatD(double v) { return D{} + v; }
 inline I splatI(int32_t v) { return I{} + v; }
 
-inline F pick(I mask, F a, F b) { return mask ? a : b; }
+// Every mask here is a comparison's (all ones or all zeros in a lane) or a
+// combination of them. Without a blend instruction a select is by bits:
+// the compiler, which cannot know the masks are whole, would first compare
+// them with zero again. (Lanes is WideLanes, as in channelLanes.)
+template <class Lanes = WideLanes>
+inline I pickI(I mask, I a, I b) {
+  if constexpr (Lanes::selectsByBits)
+    return (a & mask) | (b & ~mask);
+  else
+    return mask ? a : b;
+}
+template <class Lanes = WideLanes>
+inline F pick(I mask, F a, F b) {
+  if constexpr (!Lanes::selectsByBits) return mask ? a : b;
+  I bitsA, bitsB;
+  std::memcpy(&bitsA, &a, sizeof a);
+  std::memcpy(&bitsB, &b, sizeof b);
+  const I chosen = pickI(mask, bitsA, bitsB);
+  F out;
+  std::memcpy(&out, &chosen, sizeof out);
+  return out;
+}
 // The doubles and int64 span two registers, where the compiler would take
 // selects and comparisons lane by lane: selects go by bits, comparisons by
 // halves.
@@ -133,12 +162,24 @@ inline L atLeastL(L a, int64_t b) {
 inline L belowL(L a, int64_t b) {
   return byHalves<Int64Half>(a, L{} + b, [](Int64Half x, Int64Half y) -> Int64Half { return x < y; });
 }
-inline I pickI(I mask, I a, I b) { return mask ? a : b; }
-inline F keepWhere(I mask, F a) { return mask ? a : F{}; }
+// a * b where both are in -2^15 .. 2^15 - 1 and one is not negative: one
+// 16-bit multiply-add where the lanes have it cheaper than a 32-bit
+// product (SSE2 has no 32-bit product at all).
+template <class Lanes = WideLanes>
+inline I shortProduct(I a, I b) {
+  if constexpr (Lanes::shortProducts)
+    return I(Lanes::productOfShorts(typename Lanes::Words(a), typename Lanes::Words(b)));
+  else
+    return a * b;
+}
+inline I shortProduct(I a, int32_t b) { return shortProduct(a, splatI(b)); }
+inline F keepWhere(I mask, F a) { return pick(mask, a, F{}); }
 
-// a > b ? a : b and a < b ? a : b, as the scalar code compares.
-inline F greater(F a, F b) { return a > b ? a : b; }
-inline F lesser(F a, F b) { return a < b ? a : b; }
+// a > b ? a : b and a < b ? a : b, as the scalar code compares: the
+// instructions' own max and min, which give the second operand unless the
+// first is strictly larger (smaller).
+inline F greater(F a, F b) { return F(WideLanes::max(a, b)); }
+inline F lesser(F a, F b) { return F(WideLanes::min(a, b)); }
 inline I greaterI(I a, I b) { return a > b ? a : b; }
 inline I lesserI(I a, I b) { return a < b ? a : b; }
 
@@ -264,21 +305,21 @@ inline void storeColours(int32_t* out, const RgbL& c) {
 }
 
 // Whether the N colours all equal the first: the 3N samples against the
-// first colour repeated.
-inline I channelNumbers(int v) {
-  I channel{};
-  for (int k = 0; k < N; ++k) channel[k] = (v * N + k) % 3;
-  return channel;
+// first colour repeated, its channels picked by fixed masks (word v N + k
+// is channel (v N + k) % 3).
+template <int V, size_t... K>
+constexpr I channelNumbers(std::index_sequence<K...>) {
+  return I{int32_t((V * N + int(K)) % 3)...};
 }
 inline bool allTopsAlike(const int32_t* tops) {
   I c[3];
   std::memcpy(c, tops, sizeof c);
-  I differs{};
-  for (int v = 0; v < 3; ++v) {
-    const I channel = channelNumbers(v);
-    const I first = pickI(channel == 0, splatI(tops[0]), pickI(channel == 1, splatI(tops[1]), splatI(tops[2])));
-    differs |= c[v] != first;
-  }
+  constexpr I channel0 = channelNumbers<0>(std::make_index_sequence<N>());
+  constexpr I channel1 = channelNumbers<1>(std::make_index_sequence<N>());
+  constexpr I channel2 = channelNumbers<2>(std::make_index_sequence<N>());
+  const I first[3] = {splatI(tops[0]), splatI(tops[1]), splatI(tops[2])};
+  auto repeated = [&](I channel) { return pickI(channel == 0, first[0], pickI(channel == 1, first[1], first[2])); };
+  const I differs = (c[0] != repeated(channel0)) | (c[1] != repeated(channel1)) | (c[2] != repeated(channel2));
   return !anyLane(differs);
 }
 
@@ -426,8 +467,9 @@ inline F perceptualLightnessL(F plain, F hueLight) {
   return narrow(pickD(wideMask(plain > 0.5f), upper, lower));
 }
 
-// rgbToLightHslKeeping.
-inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
+// rgbToLightHslKeeping. Always built into its caller: called out of line,
+// its results go through memory (AVX-512 "luminance" took a sixth longer).
+__attribute__((always_inline)) inline HslL rgbToLightHslL(const RgbL& colour, F& hueLight, F& hueFactor) {
   HslL hsl = rgbToHslL(colour);
   hueFactor = hueLuminanceFactorL(hsl.s);
   const F c = hueLuminanceWithL(hsl.h, hsl.s, hueFactor);
@@ -534,9 +576,30 @@ inline I bitsOf(F x) {
   return bits;
 }
 
+// Lane k of the result is entry at[k] of a table of Vectors * N lanes
+// (at[k] in range). One or two vectors are one shuffle; more (the 16-entry
+// tables at 4 lanes) are read lane by lane, as the compiler would move the
+// words anyway without a variable shuffle.
+template <class V, int Vectors>
+inline V byIndex(const V (&table)[Vectors], I at) {
+  if constexpr (Vectors == 1) {
+    return shuffleLanes(table[0], at);
+  } else if constexpr (Vectors == 2) {
+    return shuffleLanes(table[0], table[1], at);
+  } else {
+    static_assert((Vectors & (Vectors - 1)) == 0, "a whole number of bits of index");
+    V out;
+    for (int k = 0; k < N; ++k) {
+      const int entry = at[k] & (Vectors * N - 1);
+      out[k] = table[entry / N][entry % N];
+    }
+    return out;
+  }
+}
+
 // arcTangentStepTable()[j] for j in 0..16, without a gather: the low and
-// high words of the 17 doubles are each shuffled by j, the last entry taken
-// by a select.
+// high words of the 17 doubles are each looked up by j, the last entry
+// taken by a select.
 struct StepWords {
   I low[16 / N], high[16 / N];
   int32_t lastLow, lastHigh;
@@ -556,12 +619,6 @@ inline StepWords stepWords() {
   w.lastLow = int32_t(words[0][16]);
   w.lastHigh = int32_t(words[1][16]);
   return w;
-}
-inline I byIndex(const I (&table)[16 / N], I at) {
-  if constexpr (N == 16)
-    return shuffleLanes(table[0], at);
-  else
-    return shuffleLanes(table[0], table[1], at);
 }
 inline D arcTangentStepsAt(I j) {
   static const StepWords w = stepWords();
@@ -617,9 +674,9 @@ inline F settledArcTangent2L(F y, F x, D r) {
   if (anyLane(zeroY | zeroX)) {
     const I yNegative = (bitsOf(y) >> 31) & 1, xNegative = (bitsOf(x) >> 31) & 1;
     const I zeroAt = pickI(zeroY, 2 * yNegative + xNegative, 4 + yNegative);
-    F zeros{};
-    std::memcpy(&zeros, arcTangentsOfZeros(), 6 * sizeof(float));
-    quick = pick(zeroY | zeroX, shuffleLanes(zeros, zeroAt), quick);
+    F zeros[(6 + N - 1) / N] = {};
+    std::memcpy(zeros, arcTangentsOfZeros(), 6 * sizeof(float));
+    quick = pick(zeroY | zeroX, byIndex(zeros, zeroAt), quick);
   }
   const I unsettled = (x != x) | (y != y) | (~(zeroY | zeroX) & unsettledD(r));
   if (anyLane(unsettled))
@@ -717,8 +774,8 @@ inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint
   for (int a = 0; a < 3; ++a) {
     const I x = greaterI(I{}, lesserI(in.c[a], splatI(S::M)));
     if constexpr (S::EIGHT_BIT) {
-      node[a] = (x * 241) >> 12;  // x / 17 on 0..255
-      fraction[a] = x - node[a] * 17;
+      node[a] = shortProduct(x, 241) >> 12;  // x / 17 on 0..255
+      fraction[a] = x - shortProduct(node[a], 17);
     } else {
       static_assert(sizeof(LabAxisPoint) == 4, "node and fraction in one word");
       const I word = gatherWords(axis, x * 4);
@@ -726,7 +783,7 @@ inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint
       fraction[a] = (word >> 16) & 0xFFFF;
     }
   }
-  const I offset0 = node[0] * 3 + node[1] * 48 + node[2] * 768;
+  const I offset0 = shortProduct(node[0], 3) + shortProduct(node[1], 48) + shortProduct(node[2], 768);
   const I s0 = pickI(node[0] == 15, I{}, splatI(3));
   const I s1 = pickI(node[1] == 15, I{}, splatI(48));
   const I s2 = pickI(node[2] == 15, I{}, splatI(768));
@@ -751,12 +808,13 @@ inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint
   const I corner2 = cornerWords(c2, table), corner3 = cornerWords(c3, table);
   LabL out;
   for (int k = 0; k < 3; ++k) {
-    const I acc = byteOf(corner0, 8 * k) * w0 + byteOf(corner1, 8 * k) * w1 +
-                  byteOf(corner2, 8 * k) * w2 + byteOf(corner3, 8 * k) * smallest;
+    // Bytes times weights of at most the cell's width.
+    const I acc = shortProduct(byteOf(corner0, 8 * k), w0) + shortProduct(byteOf(corner1, 8 * k), w1) +
+                  shortProduct(byteOf(corner2, 8 * k), w2) + shortProduct(byteOf(corner3, 8 * k), smallest);
     if constexpr (S::EIGHT_BIT) {
       // The weights sum to 17, so acc is at most 255 * 17; below 8754 the
       // product by 7711 shifted down 17 bits is the integer quotient.
-      out.c[k] = (acc * 7711) >> 17;
+      out.c[k] = shortProduct(acc, 7711) >> 17;
     } else {
       // acc is below 2^20, so its single-precision quotient is never rounded
       // across an integer, and truncation gives the integer quotient.
@@ -767,10 +825,18 @@ inline LabL labConvertL(const LabL& in, const uint8_t* table, const LabAxisPoint
 }
 
 // hardMixUnbranched and pinMixUnbranched; every product is of values in
-// 0..M and fits in 31 bits.
+// 0..M and fits in 31 bits, and at 8 bits in 16-bit halves.
+template <class S>
+inline I productOfSamples(I x, I y) {
+  if constexpr (S::EIGHT_BIT)
+    return shortProduct(x, y);
+  else
+    return x * y;
+}
 template <class S>
 inline I hardMixL(I x, I y) {
-  return pickI(x >= S::H, S::M - (((S::M - x) * (S::M - y)) >> S::S), (x * y) >> S::S);
+  return pickI(x >= S::H, S::M - (productOfSamples<S>(S::M - x, S::M - y) >> S::S),
+               productOfSamples<S>(x, y) >> S::S);
 }
 template <class S>
 inline I pinMixL(I x, I y) {
@@ -779,11 +845,11 @@ inline I pinMixL(I x, I y) {
 
 template <class S>
 LabL parietalMixL(const LabL& b, const LabL& t) {
-  return {{(b.c[0] * t.c[0]) >> S::T, hardMixL<S>(b.c[1], t.c[1]), hardMixL<S>(b.c[2], t.c[2])}};
+  return {{productOfSamples<S>(b.c[0], t.c[0]) >> S::T, hardMixL<S>(b.c[1], t.c[1]), hardMixL<S>(b.c[2], t.c[2])}};
 }
 template <class S>
 LabL temporalMixL(const LabL& b, const LabL& t) {
-  return {{S::M - (((S::M - b.c[0]) * (S::M - t.c[0])) >> S::T), hardMixL<S>(b.c[1], t.c[1]),
+  return {{S::M - (productOfSamples<S>(S::M - b.c[0], S::M - t.c[0]) >> S::T), hardMixL<S>(b.c[1], t.c[1]),
            hardMixL<S>(b.c[2], t.c[2])}};
 }
 template <class S>
@@ -963,8 +1029,10 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
       storeColours<S>(tops + 3 * N * g, {l, l, l});
     }
   }
-  F angle2[G], cosine[G], sine[G];
-  D cosineD[G], sineD[G];
+  // (Zeroed, as are x, y and approximate: the compiler cannot tell that a
+  // group left out of one step is left out of every step.)
+  F angle2[G]{}, cosine[G]{}, sine[G]{};
+  D cosineD[G]{}, sineD[G]{};
   ML_EACH_GROUP {
     if (!mixes[g]) continue;
     angle2[g] = narrow(wide(c2[g].h) * 6.283185307);
@@ -977,8 +1045,8 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
         sine[g][k] = entry.sine;
       }
   }
-  F x[G], y[G];
-  D approximate[G];
+  F x[G]{}, y[G]{};
+  D approximate[G]{};
   ML_EACH_GROUP {
     if (!mixes[g]) continue;
     const F x2 = cosine[g] * c2[g].s, y2 = sine[g] * c2[g].s;

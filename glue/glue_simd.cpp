@@ -23,11 +23,11 @@ GlueRowFunction glueRowFunctionAt(SimdLevel lanes, int mode, int depth) {
       row = glueRowFunctionAvx2(mode, depth);
       break;
     case SIMD_SSE2:
+      row = glueRowFunctionSse2(mode, depth);
       break;
     default:
-      return gluePixelRowFunction(mode, depth);
+      break;
   }
-  if (row == nullptr) row = glueRowFunctionSse2(mode, depth);
   return row ? row : gluePixelRowFunction(mode, depth);
 }
 
