@@ -1,5 +1,6 @@
 #include "engine/edge_field.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -104,46 +105,74 @@ void moveRowsToTop(double* window, size_t stride, int32_t fromRow, int32_t rows)
                  static_cast<size_t>(rows) * stride * sizeof(double));
 }
 
-void takeSourceRows(const FieldJob& job, int32_t begin, int32_t end, double* rows) {
-  const size_t first = static_cast<size_t>(begin) * job.t, count = static_cast<size_t>(end - begin) * job.t;
-  if (job.tile->format == PIXEL_RGBA8)
-    job.passes.sourceBytes(job.selector, job.tile->pixels + first * 4, count, rows);
-  else
-    takeSourceSamples<uint16_t>(job.selector, reinterpret_cast<const uint16_t*>(job.tile->pixels) + first * 4, count,
-                                rows);
+// Source rows [begin, end), columns [columnBegin, columnEnd), into `rows`
+// (the window's row for tile row `begin`, stride t).
+void takeSourceRows(const FieldJob& job, int32_t begin, int32_t end, int32_t columnBegin, int32_t columnEnd,
+                    double* rows) {
+  const size_t count = static_cast<size_t>(columnEnd - columnBegin);
+  for (int32_t row = begin; row < end; ++row) {
+    const size_t at = static_cast<size_t>(row) * job.t + columnBegin;
+    double* to = rows + static_cast<size_t>(row - begin) * job.t + columnBegin;
+    if (job.tile->format == PIXEL_RGBA8)
+      job.passes.sourceBytes(job.selector, job.tile->pixels + at * 4, count, to);
+    else
+      takeSourceSamples<uint16_t>(job.selector, reinterpret_cast<const uint16_t*>(job.tile->pixels) + at * 4,
+                                  count, to);
+  }
 }
 
+// Only the samples some gradient sample reads are computed. A gradient
+// sample reads smoothedDown along its row and smoothedAcross down its column,
+// `reach` samples each way, and each smoothed sample reads the source one
+// sample less far: so smoothedDown is needed on the gradient's rows alone,
+// smoothedAcross on its columns alone, and of the source only the gradient's
+// square grown by `reach`. With few taps that is much less than the planes.
 void fieldRun(void* context, int32_t run) {
   const FieldJob& job = *static_cast<const FieldJob*>(context);
   const FieldWindow& w = job.windows[job.runs == 1 ? 0 : platformWorkerSlot()];
   const int32_t t = job.t, s1 = t - 40, s2 = t - 80;
+  const int32_t reach = job.n - 1, smoothReach = job.n - 2;
   const int32_t begin = job.runStart[run], end = job.runStart[run + 1];
-  // The window holds source rows [sourceBase, sourceDone) and smoothed rows
-  // [smoothBase, smoothDone) of the tile.
-  int32_t sourceBase = begin, sourceDone = begin, smoothBase = begin, smoothDone = begin;
+  // The window holds source rows from tile row sourceBase and smoothed rows
+  // (of both kinds) from smoothed row smoothBase. Computed so far: source
+  // rows up to sourceDone, smoothedAcross rows up to acrossDone and
+  // smoothedDown rows up to downDone.
+  int32_t sourceBase = begin, smoothBase = begin;
+  int32_t sourceDone = begin + 40 - reach, acrossDone = begin + 20 - reach, downDone = begin + 20;
   for (int32_t rowBegin = begin; rowBegin < end; rowBegin += FIELD_BAND_ROWS) {
     const int32_t rowEnd = rowBegin + FIELD_BAND_ROWS < end ? rowBegin + FIELD_BAND_ROWS : end;
-    // A gradient row reads 20 smoothed rows on, a smoothed row 20 source rows.
-    const int32_t smoothEnd = rowEnd + 40, sourceEnd = smoothEnd + 40;
+    const int32_t downEnd = rowEnd + 20, acrossEnd = rowEnd + 20 + reach, sourceEnd = rowEnd + 40 + reach;
     if (sourceEnd - sourceBase > w.sourceRows) {
-      moveRowsToTop(w.source, t, smoothDone - sourceBase, sourceDone - smoothDone);
-      sourceBase = smoothDone;
+      // The first source row still to be read by either smoothing.
+      const int32_t keep = std::min(downDone + 20 - smoothReach, acrossDone + 20);
+      moveRowsToTop(w.source, t, keep - sourceBase, sourceDone - keep);
+      sourceBase = keep;
     }
-    if (smoothEnd - smoothBase > w.smoothRows) {
-      moveRowsToTop(w.down, s1, rowBegin - smoothBase, smoothDone - rowBegin);
-      moveRowsToTop(w.across, s1, rowBegin - smoothBase, smoothDone - rowBegin);
-      smoothBase = rowBegin;
+    if (acrossEnd - smoothBase > w.smoothRows) {
+      // The band reads smoothedAcross from here on, and smoothedDown rows
+      // that are still to come.
+      const int32_t keep = rowBegin + 20 - reach;
+      moveRowsToTop(w.across, s1, keep - smoothBase, acrossDone - keep);
+      smoothBase = keep;
     }
-    takeSourceRows(job, sourceDone, sourceEnd, w.source + static_cast<size_t>(sourceDone - sourceBase) * t);
+    auto sourceAt = [&](int32_t row, int32_t column) {
+      return w.source + static_cast<size_t>(row - sourceBase) * t + column;
+    };
+    auto smoothAt = [&](double* plane, int32_t row, int32_t column) {
+      return plane + static_cast<size_t>(row - smoothBase) * s1 + column;
+    };
+    takeSourceRows(job, sourceDone, sourceEnd, 40 - reach, t - 40 + reach, sourceAt(sourceDone, 0));
     sourceDone = sourceEnd;
-    const size_t smoothAt = static_cast<size_t>(smoothDone - smoothBase) * s1;
-    job.passes.smoothRows(w.source + static_cast<size_t>(smoothDone - sourceBase) * t, t, job.g, job.n,
-                          w.down + smoothAt, w.across + smoothAt, 0, smoothEnd - smoothDone);
-    smoothDone = smoothEnd;
-    const size_t slopeAt = static_cast<size_t>(rowBegin - smoothBase) * s1;
-    job.passes.slopeRows(w.down + slopeAt, w.across + slopeAt, s1, job.d, job.n,
-                         job.gradientX + static_cast<size_t>(rowBegin) * s2,
-                         job.gradientY + static_cast<size_t>(rowBegin) * s2, 0, rowEnd - rowBegin);
+    // Smoothed sample (r, c) is centred on source sample (r + 20, c + 20).
+    job.passes.smoothAcross(sourceAt(acrossDone + 20, 40), t, job.g, job.n, smoothAt(w.across, acrossDone, 20), s1,
+                            acrossEnd - acrossDone, s2);
+    acrossDone = acrossEnd;
+    job.passes.smoothDown(sourceAt(downDone + 20, 40 - reach), t, job.g, job.n,
+                          smoothAt(w.down, downDone, 20 - reach), s1, downEnd - downDone, s2 + 2 * reach);
+    downDone = downEnd;
+    job.passes.slopeRows(smoothAt(w.down, rowBegin + 20, 20), smoothAt(w.across, rowBegin + 20, 20), s1, job.d,
+                         job.n, job.gradientX + static_cast<size_t>(rowBegin) * s2,
+                         job.gradientY + static_cast<size_t>(rowBegin) * s2, s2, rowEnd - rowBegin, s2);
     if (job.rowsDone) job.rowsDone(job.rowsDoneContext, rowBegin, rowEnd);
   }
 }

@@ -30,7 +30,9 @@ void buildEdgeKernels(double sigma, EdgeKernels* kernels);
 uint16_t sourceSelectorFor(int32_t renderSource, int16_t imageMode);
 
 // Both passes over a square tile of format 3 or 4, filling the planes the
-// caller provides (sizes above) on the calling thread. Always succeeds. When
+// caller provides (sizes above) on the calling thread: the gradient planes
+// whole, the source and smoothed planes only where the gradients read them
+// (the rest is left as it is). Always succeeds. When
 // the core to render has fewer rows than the tile's (the foot of the
 // picture, a preview wider than high), coreRows limits the work to the rows
 // the styles read: the ring of one field sample round the core and the reach

@@ -6,19 +6,7 @@
 #include "engine/field_passes.h"
 #include "numeric/simd_lanes_avx2.h"
 
-void smoothRowsAvx2(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
-                     double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  smoothRowsWith<DoubleLanesAvx2>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
-}
-
-void slopeRowsAvx2(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
-                    double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  slopeRowsWith<DoubleLanesAvx2>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
-}
-
-void slopeEdgesAvx2(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
-  slopeEdgesWith<DoubleLanesAvx2>(gx, gy, k, maxValue, count, edges);
-}
+ML_FIELD_PASSES(Avx2, DoubleLanesAvx2)
 
 // Eight pixels at a time: each half widened to 16 bits and weighted in
 // pairs by one multiply-add; the even lanes, holding the sums, gathered and

@@ -6,19 +6,7 @@
 #include "engine/field_passes.h"
 #include "numeric/simd_lanes_avx512.h"
 
-void smoothRowsAvx512(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
-                     double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  smoothRowsWith<DoubleLanesAvx512>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
-}
-
-void slopeRowsAvx512(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
-                    double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  slopeRowsWith<DoubleLanesAvx512>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
-}
-
-void slopeEdgesAvx512(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
-  slopeEdgesWith<DoubleLanesAvx512>(gx, gy, k, maxValue, count, edges);
-}
+ML_FIELD_PASSES(Avx512, DoubleLanesAvx512)
 
 // Eight pixels at a time: each four widened to 16 bits and weighted in
 // pairs by one multiply-add (the 16-bit forms are 256 bits wide without

@@ -7,19 +7,7 @@
 #include "glue/glue_simd.h"
 #include "platform/threads.h"
 
-void smoothRowsScalar(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
-                      double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  smoothRowsWith<SingleLane>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
-}
-
-void slopeRowsScalar(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d,
-                     int32_t n, double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  slopeRowsWith<SingleLane>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
-}
-
-void slopeEdgesScalar(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
-  slopeEdgesWith<SingleLane>(gx, gy, k, maxValue, count, edges);
-}
+ML_FIELD_PASSES(Scalar, SingleLane)
 
 void sourceBytesScalar(uint16_t selector, const uint8_t* pixels, size_t count, double* source) {
   takeSourceSamples<uint8_t>(selector, pixels, count, source);
@@ -37,13 +25,13 @@ FieldKernels& chosen() {
 FieldKernels fieldKernelsFor(SimdLevel level) {
   switch (simdLevelLowered(level)) {
     case SIMD_AVX512:
-      return {SIMD_AVX512, smoothRowsAvx512, slopeRowsAvx512, slopeEdgesAvx512, sourceBytesAvx512};
+      return {SIMD_AVX512, smoothDownAvx512, smoothAcrossAvx512, slopeRowsAvx512, slopeEdgesAvx512, sourceBytesAvx512};
     case SIMD_AVX2:
-      return {SIMD_AVX2, smoothRowsAvx2, slopeRowsAvx2, slopeEdgesAvx2, sourceBytesAvx2};
+      return {SIMD_AVX2, smoothDownAvx2, smoothAcrossAvx2, slopeRowsAvx2, slopeEdgesAvx2, sourceBytesAvx2};
     case SIMD_SSE2:
-      return {SIMD_SSE2, smoothRowsSse2, slopeRowsSse2, slopeEdgesSse2, sourceBytesSse2};
+      return {SIMD_SSE2, smoothDownSse2, smoothAcrossSse2, slopeRowsSse2, slopeEdgesSse2, sourceBytesSse2};
     default:
-      return {SIMD_SCALAR, smoothRowsScalar, slopeRowsScalar, slopeEdgesScalar, sourceBytesScalar};
+      return {SIMD_SCALAR, smoothDownScalar, smoothAcrossScalar, slopeRowsScalar, slopeEdgesScalar, sourceBytesScalar};
   }
 }
 

@@ -10,11 +10,16 @@
 #include "numeric/simd_level.h"
 
 
-using SmoothRowsFunction = void (*)(const double* source, int32_t t, const double* g, int32_t n,
-                                    double* smoothedDown, double* smoothedAcross, int32_t rowBegin, int32_t rowEnd);
-using SlopeRowsFunction = void (*)(const double* smoothedDown, const double* smoothedAcross, int32_t s1,
+// The first pass over rows x columns samples: out[r * outStride + c] is the
+// source smoothed round centre[r * sourceStride + c], down the column
+// (SmoothDown) or along the row (SmoothAcross).
+using SmoothRowsFunction = void (*)(const double* centre, size_t sourceStride, const double* g, int32_t n,
+                                    double* out, size_t outStride, int32_t rows, int32_t columns);
+// The second pass over rows x columns gradient samples, centred on the same
+// place of both smoothed planes, which share `stride`.
+using SlopeRowsFunction = void (*)(const double* downCentre, const double* acrossCentre, size_t stride,
                                    const double* d, int32_t n, double* gradientX, double* gradientY,
-                                   int32_t rowBegin, int32_t rowEnd);
+                                   size_t outStride, int32_t rows, int32_t columns);
 
 // "blurry"'s edge values of one row: trunc(sqrt(gx*gx + gy*gy) * k) limited
 // to 0..maxValue; an absent plane (null) counts as 0.
@@ -27,7 +32,8 @@ using SourceBytesFunction = void (*)(uint16_t selector, const uint8_t* pixels, s
 
 struct FieldKernels {
   SimdLevel level;
-  SmoothRowsFunction smoothRows;
+  SmoothRowsFunction smoothDown;
+  SmoothRowsFunction smoothAcross;
   SlopeRowsFunction slopeRows;
   SlopeEdgesFunction slopeEdges;
   SourceBytesFunction sourceBytes;
@@ -46,23 +52,15 @@ int32_t renderThreads();
 void forceRenderThreads(int32_t threads);
 
 // The per-width entries, each built for its own target.
-void smoothRowsScalar(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
-void slopeRowsScalar(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
-                     int32_t);
-void smoothRowsSse2(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
-void slopeRowsSse2(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
-                   int32_t);
-void smoothRowsAvx2(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
-void slopeRowsAvx2(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
-                   int32_t);
-void smoothRowsAvx512(const double*, int32_t, const double*, int32_t, double*, double*, int32_t, int32_t);
-void slopeEdgesScalar(const double*, const double*, double, int32_t, int32_t, int32_t*);
-void slopeEdgesSse2(const double*, const double*, double, int32_t, int32_t, int32_t*);
-void slopeEdgesAvx2(const double*, const double*, double, int32_t, int32_t, int32_t*);
-void slopeEdgesAvx512(const double*, const double*, double, int32_t, int32_t, int32_t*);
-void slopeRowsAvx512(const double*, const double*, int32_t, const double*, int32_t, double*, double*, int32_t,
-                     int32_t);
-void sourceBytesScalar(uint16_t, const uint8_t*, size_t, double*);
-void sourceBytesSse2(uint16_t, const uint8_t*, size_t, double*);
-void sourceBytesAvx2(uint16_t, const uint8_t*, size_t, double*);
-void sourceBytesAvx512(uint16_t, const uint8_t*, size_t, double*);
+#define ML_FIELD_ENTRIES(suffix)                                                                               \
+  void smoothDown##suffix(const double*, size_t, const double*, int32_t, double*, size_t, int32_t, int32_t);   \
+  void smoothAcross##suffix(const double*, size_t, const double*, int32_t, double*, size_t, int32_t, int32_t); \
+  void slopeRows##suffix(const double*, const double*, size_t, const double*, int32_t, double*, double*,       \
+                         size_t, int32_t, int32_t);                                                            \
+  void slopeEdges##suffix(const double*, const double*, double, int32_t, int32_t, int32_t*);                   \
+  void sourceBytes##suffix(uint16_t, const uint8_t*, size_t, double*);
+ML_FIELD_ENTRIES(Scalar)
+ML_FIELD_ENTRIES(Sse2)
+ML_FIELD_ENTRIES(Avx2)
+ML_FIELD_ENTRIES(Avx512)
+#undef ML_FIELD_ENTRIES

@@ -52,92 +52,106 @@ struct SingleLane {
   static void storeTruncated(int32_t* p, V v) { *p = static_cast<int32_t>(v); }
 };
 
-// Four vectors per step keep four independent sums in flight.
+// Four vectors per step keep enough independent sums in flight.
 constexpr int32_t BLOCK = 4;
 
-template <typename L, int32_t Count>
-inline void smoothColumns(const double* centre, size_t stride, const double* g, int32_t n, double* down,
-                          double* across, int32_t c) {
-  using V = typename L::V;
-  V sumDown[Count], sumAcross[Count];
-  const V g0 = L::splat(g[0]);
-  for (int32_t k = 0; k < Count; ++k) {
-    V mid = L::load(centre + c + k * L::width);
-    sumDown[k] = L::mul(mid, g0);
-    sumAcross[k] = L::mul(mid, g0);
+// Walks columns [0, columns) of a row: blocks of BLOCK vectors, then single
+// vectors, then one vector that ends at the last column, overlapping the one
+// before it (every sample is computed alone, so one computed twice has the
+// same bits both times); a row narrower than a vector goes one at a time.
+// `at` is a functor with `template <typename M, int32_t Count> void run(int32_t c)`.
+template <typename L, typename Columns>
+inline void walkColumns(int32_t columns, const Columns& at) {
+  constexpr int32_t step = L::width * BLOCK;
+  int32_t c = 0;
+  for (; c + step <= columns; c += step) at.template run<L, BLOCK>(c);
+  for (; c + L::width <= columns; c += L::width) at.template run<L, 1>(c);
+  if (c == columns) return;
+  if (columns >= L::width) {
+    at.template run<L, 1>(columns - L::width);
+  } else {
+    for (; c < columns; ++c) at.template run<SingleLane, 1>(c);
   }
-  for (int32_t i = 1; i <= n - 2; ++i) {
-    const V gi = L::splat(g[i]);
-    const double* up = centre - i * stride + c;
-    const double* below = centre + i * stride + c;
+}
+
+// The smoothing of one stretch of a row: out[c] from the source samples
+// centred on centre[c], `apart` doubles from one tap to the next (the
+// source's stride down a column, 1 along a row).
+struct SmoothColumns {
+  const double* centre;
+  size_t apart;
+  const double* g;
+  int32_t n;
+  double* out;
+  template <typename L, int32_t Count>
+  void run(int32_t c) const {
+    using V = typename L::V;
+    V sum[Count];
+    const V g0 = L::splat(g[0]);
+    for (int32_t k = 0; k < Count; ++k) sum[k] = L::mul(L::load(centre + c + k * L::width), g0);
+    for (int32_t i = 1; i <= n - 2; ++i) {
+      const V gi = L::splat(g[i]);
+      const double* before = centre + c - i * apart;
+      const double* after = centre + c + i * apart;
+      for (int32_t k = 0; k < Count; ++k) {
+        const int32_t o = k * L::width;
+        sum[k] = L::add(sum[k], L::mul(L::add(L::load(before + o), L::load(after + o)), gi));
+      }
+    }
+    for (int32_t k = 0; k < Count; ++k) L::store(out + c + k * L::width, sum[k]);
+  }
+};
+
+// First pass over `rows` x `columns` samples: out row r from the source
+// row r centred on `centre`, smoothed down the columns or along the row.
+template <typename L, bool Down>
+void smoothRowsWith(const double* centre, size_t sourceStride, const double* g, int32_t n, double* out,
+                    size_t outStride, int32_t rows, int32_t columns) {
+  for (int32_t r = 0; r < rows; ++r)
+    walkColumns<L>(columns, SmoothColumns{centre + r * sourceStride, Down ? sourceStride : 1, g, n,
+                                          out + r * outStride});
+}
+
+// The slopes of one stretch of a row: gx along the row of smoothedDown, gy
+// down the column of smoothedAcross.
+struct SlopeColumns {
+  const double* downCentre;
+  const double* acrossCentre;
+  size_t stride;
+  const double* d;
+  int32_t n;
+  double* gx;
+  double* gy;
+  template <typename L, int32_t Count>
+  void run(int32_t c) const {
+    using V = typename L::V;
+    V sumX[Count], sumY[Count];
+    for (int32_t k = 0; k < Count; ++k) sumX[k] = sumY[k] = L::splat(0.0);
+    for (int32_t i = 1; i <= n - 1; ++i) {
+      const V di = L::splat(d[i]);
+      const double* up = acrossCentre - i * stride + c;
+      const double* below = acrossCentre + i * stride + c;
+      for (int32_t k = 0; k < Count; ++k) {
+        const int32_t o = k * L::width;
+        sumX[k] = L::add(sumX[k], L::mul(L::sub(L::load(downCentre + c + o - i), L::load(downCentre + c + o + i)), di));
+        sumY[k] = L::add(sumY[k], L::mul(L::sub(L::load(up + o), L::load(below + o)), di));
+      }
+    }
     for (int32_t k = 0; k < Count; ++k) {
-      const int32_t o = k * L::width;
-      sumDown[k] = L::add(sumDown[k], L::mul(L::add(L::load(up + o), L::load(below + o)), gi));
-      sumAcross[k] = L::add(sumAcross[k], L::mul(L::add(L::load(centre + c + o - i), L::load(centre + c + o + i)), gi));
+      L::store(gx + c + k * L::width, sumX[k]);
+      L::store(gy + c + k * L::width, sumY[k]);
     }
   }
-  for (int32_t k = 0; k < Count; ++k) {
-    L::store(down + c + k * L::width, sumDown[k]);
-    L::store(across + c + k * L::width, sumAcross[k]);
-  }
-}
+};
 
-template <typename L, int32_t Count>
-inline void slopeColumns(const double* downRow, const double* acrossCentre, size_t stride, const double* d,
-                         int32_t n, double* gx, double* gy, int32_t c) {
-  using V = typename L::V;
-  V sumX[Count], sumY[Count];
-  for (int32_t k = 0; k < Count; ++k) sumX[k] = sumY[k] = L::splat(0.0);
-  for (int32_t i = 1; i <= n - 1; ++i) {
-    const V di = L::splat(d[i]);
-    const double* up = acrossCentre - i * stride + c;
-    const double* below = acrossCentre + i * stride + c;
-    for (int32_t k = 0; k < Count; ++k) {
-      const int32_t o = k * L::width;
-      sumX[k] = L::add(sumX[k], L::mul(L::sub(L::load(downRow + c + o - i), L::load(downRow + c + o + i)), di));
-      sumY[k] = L::add(sumY[k], L::mul(L::sub(L::load(up + o), L::load(below + o)), di));
-    }
-  }
-  for (int32_t k = 0; k < Count; ++k) {
-    L::store(gx + c + k * L::width, sumX[k]);
-    L::store(gy + c + k * L::width, sumY[k]);
-  }
-}
-
-// First pass for plane rows [rowBegin, rowEnd): the source is the tile's
-// channel as doubles, side t; the smoothed planes have side t - 40.
+// Second pass over `rows` x `columns` gradient samples, each centred on the
+// same place of both smoothed planes (stride `stride`).
 template <typename L>
-void smoothRowsWith(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
-                    double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  const int32_t s1 = t - 40;
-  constexpr int32_t step = L::width * BLOCK;
-  for (int32_t r = rowBegin; r < rowEnd; ++r) {
-    const double* centre = source + static_cast<size_t>(r + 20) * t + 20;
-    double* down = smoothedDown + static_cast<size_t>(r) * s1;
-    double* across = smoothedAcross + static_cast<size_t>(r) * s1;
-    int32_t c = 0;
-    for (; c + step <= s1; c += step) smoothColumns<L, BLOCK>(centre, t, g, n, down, across, c);
-    for (; c + L::width <= s1; c += L::width) smoothColumns<L, 1>(centre, t, g, n, down, across, c);
-    for (; c < s1; ++c) smoothColumns<SingleLane, 1>(centre, t, g, n, down, across, c);
-  }
-}
-
-// Second pass for gradient rows [rowBegin, rowEnd); side s2 = s1 - 40.
-template <typename L>
-void slopeRowsWith(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
-                   double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  const int32_t s2 = s1 - 40;
-  constexpr int32_t step = L::width * BLOCK;
-  for (int32_t r = rowBegin; r < rowEnd; ++r) {
-    const double* downRow = smoothedDown + static_cast<size_t>(r + 20) * s1 + 20;
-    const double* acrossCentre = smoothedAcross + static_cast<size_t>(r + 20) * s1 + 20;
-    double* gx = gradientX + static_cast<size_t>(r) * s2;
-    double* gy = gradientY + static_cast<size_t>(r) * s2;
-    int32_t c = 0;
-    for (; c + step <= s2; c += step) slopeColumns<L, BLOCK>(downRow, acrossCentre, s1, d, n, gx, gy, c);
-    for (; c + L::width <= s2; c += L::width) slopeColumns<L, 1>(downRow, acrossCentre, s1, d, n, gx, gy, c);
-    for (; c < s2; ++c) slopeColumns<SingleLane, 1>(downRow, acrossCentre, s1, d, n, gx, gy, c);
-  }
+void slopeRowsWith(const double* downCentre, const double* acrossCentre, size_t stride, const double* d, int32_t n,
+                   double* gradientX, double* gradientY, size_t outStride, int32_t rows, int32_t columns) {
+  for (int32_t r = 0; r < rows; ++r)
+    walkColumns<L>(columns, SlopeColumns{downCentre + r * stride, acrossCentre + r * stride, stride, d, n,
+                                         gradientX + r * outStride, gradientY + r * outStride});
 }
 
 // "blurry"'s edge values, `width` samples at a time: the same IEEE
@@ -185,3 +199,23 @@ void slopeEdgesWith(const double* gx, const double* gy, double k, int32_t maxVal
 }
 
 }  // namespace
+
+// The entries of one width, named by `suffix`, over the lanes `Lanes`.
+#define ML_FIELD_PASSES(suffix, Lanes)                                                                           \
+  void smoothDown##suffix(const double* centre, size_t sourceStride, const double* g, int32_t n, double* out,    \
+                          size_t outStride, int32_t rows, int32_t columns) {                                     \
+    smoothRowsWith<Lanes, true>(centre, sourceStride, g, n, out, outStride, rows, columns);                      \
+  }                                                                                                              \
+  void smoothAcross##suffix(const double* centre, size_t sourceStride, const double* g, int32_t n, double* out,  \
+                            size_t outStride, int32_t rows, int32_t columns) {                                   \
+    smoothRowsWith<Lanes, false>(centre, sourceStride, g, n, out, outStride, rows, columns);                     \
+  }                                                                                                              \
+  void slopeRows##suffix(const double* downCentre, const double* acrossCentre, size_t stride, const double* d,   \
+                         int32_t n, double* gradientX, double* gradientY, size_t outStride, int32_t rows,        \
+                         int32_t columns) {                                                                      \
+    slopeRowsWith<Lanes>(downCentre, acrossCentre, stride, d, n, gradientX, gradientY, outStride, rows, columns); \
+  }                                                                                                              \
+  void slopeEdges##suffix(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count,        \
+                          int32_t* edges) {                                                                      \
+    slopeEdgesWith<Lanes>(gx, gy, k, maxValue, count, edges);                                                    \
+  }

@@ -6,19 +6,7 @@
 #include "engine/field_passes.h"
 #include "numeric/simd_lanes_sse2.h"
 
-void smoothRowsSse2(const double* source, int32_t t, const double* g, int32_t n, double* smoothedDown,
-                     double* smoothedAcross, int32_t rowBegin, int32_t rowEnd) {
-  smoothRowsWith<DoubleLanesSse2>(source, t, g, n, smoothedDown, smoothedAcross, rowBegin, rowEnd);
-}
-
-void slopeRowsSse2(const double* smoothedDown, const double* smoothedAcross, int32_t s1, const double* d, int32_t n,
-                    double* gradientX, double* gradientY, int32_t rowBegin, int32_t rowEnd) {
-  slopeRowsWith<DoubleLanesSse2>(smoothedDown, smoothedAcross, s1, d, n, gradientX, gradientY, rowBegin, rowEnd);
-}
-
-void slopeEdgesSse2(const double* gx, const double* gy, double k, int32_t maxValue, int32_t count, int32_t* edges) {
-  slopeEdgesWith<DoubleLanesSse2>(gx, gy, k, maxValue, count, edges);
-}
+ML_FIELD_PASSES(Sse2, DoubleLanesSse2)
 
 // Four pixels at a time: the bytes widened to 16 bits, the weighted pairs
 // from one multiply-add, then the pairs added and converted two at a time.

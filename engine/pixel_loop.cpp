@@ -379,7 +379,25 @@ void storeRampRow8(const PixelLoop& loop, int32_t row, const int32_t* edges, con
   const intptr_t step = loop.outColumnStep;
   const uint8_t* alphaIn = pixelAddress(tile, TILE_MARGIN, row + TILE_MARGIN, 0) + 3;
   const int32_t alphaIndex = loop.alphaIndex;
-  for (int32_t column = 0; column < loop.columns; ++column, out += step) {
+  int32_t column = 0;
+  // Packed RGB, or RGBA with the alpha last: each pixel is one four-byte
+  // store of its ramp entry (with the tile's alpha), whose fourth byte the
+  // next pixel's store overwrites in packed RGB. The last pixel goes byte by
+  // byte below, so nothing is written past the row.
+  if (!Grey && ((!Alpha && step == 3) || (Alpha && step == 4 && alphaIndex == 3))) {
+    for (; column < loop.columns - 1; ++column, out += step) {
+      const int32_t e = Flip ? 255 - edges[column] : edges[column];
+      uint32_t word;
+      std::memcpy(&word, loop.ramp[e], 4);
+      if (Alpha) {
+        uint32_t pixel;
+        std::memcpy(&pixel, alphaIn - 3 + 4 * column, 4);
+        word = (word & 0x00ffffffu) | (pixel & 0xff000000u);
+      }
+      std::memcpy(out, &word, 4);
+    }
+  }
+  for (; column < loop.columns; ++column, out += step) {
     const int32_t e = Flip ? 255 - edges[column] : edges[column];
     const uint8_t* entry = loop.ramp[e];
     if (Grey) {

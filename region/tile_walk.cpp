@@ -45,6 +45,22 @@ void setRowFields(FilterSession* session) {
   session->outBottom = record->inRect.bottom - top - 1;
 }
 
+// `count` copies of the pixel at `from`, side by side from `to`: as one
+// word per pixel for the tiles' four- and eight-byte pixels.
+void repeatPixel(uint8_t* to, const uint8_t* from, int32_t count, int32_t bpp) {
+  if (bpp == 4) {
+    uint32_t word;
+    std::memcpy(&word, from, sizeof word);
+    for (int32_t i = 0; i < count; ++i) std::memcpy(to + 4 * i, &word, sizeof word);
+  } else if (bpp == 8) {
+    uint64_t word;
+    std::memcpy(&word, from, sizeof word);
+    for (int32_t i = 0; i < count; ++i) std::memcpy(to + 8 * i, &word, sizeof word);
+  } else {
+    for (int32_t i = 0; i < count; ++i) std::memcpy(to + bpp * i, from, static_cast<size_t>(bpp));
+  }
+}
+
 }  // namespace
 
 int32_t tileFormatOf(const FilterRecord* record) { return isEightBitImage(record) ? PIXEL_RGBA8 : PIXEL_RGBA16; }
@@ -154,10 +170,9 @@ void readTile(FilterSession* session, PixelMap* map, const Rect& padded) {
   for (int32_t y = lastRow + 1; y < tileHeight; ++y)
     std::memcpy(pixelAddress(map, columnOffset, y, 0), pixelAddress(map, columnOffset, lastRow, 0), span);
   for (int32_t y = 0; y < tileHeight; ++y) {
-    const uint8_t* first = pixelAddress(map, columnOffset, y, 0);
-    for (int32_t x = 0; x < columnOffset; ++x) std::memcpy(pixelAddress(map, x, y, 0), first, bpp);
-    const uint8_t* last = pixelAddress(map, lastColumn, y, 0);
-    for (int32_t x = lastColumn + 1; x < tileWidth; ++x) std::memcpy(pixelAddress(map, x, y, 0), last, bpp);
+    repeatPixel(pixelAddress(map, 0, y, 0), pixelAddress(map, columnOffset, y, 0), columnOffset, bpp);
+    repeatPixel(pixelAddress(map, lastColumn + 1, y, 0), pixelAddress(map, lastColumn, y, 0),
+                tileWidth - lastColumn - 1, bpp);
   }
 }
 
