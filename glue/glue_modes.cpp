@@ -15,6 +15,15 @@ namespace {
 
 using ChannelMix = int32_t (*)(int32_t t, int32_t b);
 
+// n / d (d not 0), truncated toward zero as integer division is, through
+// one double division: n and d are exact as doubles, and a quotient that is
+// not a whole number lies at least 1/|d| from one, far beyond the division's
+// rounding, so truncating it gives the integer quotient. Unlike integer
+// division, the compiler can run it on several samples side by side.
+inline int32_t quotient(int32_t n, int32_t d) {
+  return static_cast<int32_t>(static_cast<double>(n) / static_cast<double>(d));
+}
+
 // ---------------------------------------------------------------------------
 // Per-channel modes: t is the top (ramp) value, b the base (image) value.
 
@@ -53,8 +62,11 @@ template <class D> int32_t pinLight(int32_t t, int32_t b) { return pinMix<D>(b, 
 template <class D> int32_t spinLight(int32_t t, int32_t b) { return pinMix<D>(t, b); }
 
 // Colour burn below the half, colour dodge above, at 8-bit precision.
+// Both halves are worked out (neither divisor is 0 for a top of 0..255) and
+// one kept, so that a row of them runs side by side.
 int32_t vividA8Unlimited(int32_t t, int32_t b) {
-  return t < 128 ? 255 + ((b - 255) * 256) / (2 * t + 1) : (b * 256) / (511 - 2 * t);
+  const int32_t burnt = 255 + quotient((b - 255) * 256, 2 * t + 1), dodged = quotient(b * 256, 511 - 2 * t);
+  return t < 128 ? burnt : dodged;
 }
 template <class D> int32_t vividA(int32_t t, int32_t b) {
   if constexpr (D::EIGHT_BIT) return limit(vividA8Unlimited(t, b), 0, 255);
@@ -91,13 +103,13 @@ template <class D> int32_t softLight(int32_t t, int32_t b) {
   return minOf(softLight8Upper(t / 128, b / 128) << 7, 32768);
 }
 template <class D> int32_t dodge(int32_t t, int32_t b) {
-  if constexpr (D::EIGHT_BIT) return minOf(255, (b * 256) / (256 - t));
+  if constexpr (D::EIGHT_BIT) return minOf(255, quotient(b * 256, 256 - t));
   if (t == 32768) return 32768;
-  return minOf(32768, (b * 32768) / (32768 - t));
+  return minOf(32768, quotient(b * 32768, 32768 - t));
 }
 template <class D> int32_t burn(int32_t t, int32_t b) {
-  if constexpr (D::EIGHT_BIT) return limit(255 + ((b - 255) * 256) / (t + 1), 0, 255);
-  return limit(32768 + ((b - 32768) * 32768) / (t + 1), 0, 32768);
+  if constexpr (D::EIGHT_BIT) return limit(255 + quotient((b - 255) * 256, t + 1), 0, 255);
+  return limit(32768 + quotient((b - 32768) * 32768, t + 1), 0, 32768);
 }
 template <class D> int32_t ace(int32_t t, int32_t b) {
   if constexpr (D::EIGHT_BIT) return (t * t + (256 - t) * b) >> 8;

@@ -3,6 +3,8 @@
 // 8-bit and 16-bit forms part ways give the values worked out by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "glue/glue_modes.h"
@@ -90,6 +92,41 @@ TEST(GlueRange, EveryModeAt8BitsAllPairs) {
 TEST(GlueRange, EveryModeAt16BitsDenseSample) {
   std::vector<int32_t> values = sample16();
   for (int mode = 1; mode <= GLUE_MODE_COUNT; ++mode) sweep(mode, 16, values);
+}
+
+// Dodge, burn and vivid A divide through doubles; each must give the integer
+// division's quotient for every pair at 8 bits and across the 16-bit scale.
+TEST(GlueRange, DividingModesGiveTheIntegerQuotients) {
+  auto limited = [](int32_t v, int32_t m) { return v < 0 ? 0 : (v > m ? m : v); };
+  for (int depth : {8, 16}) {
+    std::vector<int32_t> values;
+    if (depth == 8)
+      for (int32_t x = 0; x <= 255; ++x) values.push_back(x);
+    else
+      values = sample16();
+    const int32_t M = depth == 8 ? 255 : 32768, S = depth == 8 ? 256 : 32768;
+    int failures = 0;
+    for (int32_t t : values)
+      for (int32_t b : values) {
+        const int32_t dodge = t == 32768 ? 32768 : limited((b * S) / (S - t), M);
+        const int32_t burn = limited(M + ((b - M) * S) / (t + 1), M);
+        int32_t vivid;
+        if (depth == 8) {
+          vivid = limited(t < 128 ? 255 + ((b - 255) * 256) / (2 * t + 1) : (b * 256) / (511 - 2 * t), 255);
+        } else {
+          const int32_t t8 = std::min((t + 1) >> 7, 255), b8 = std::min((b + 1) >> 7, 255);
+          const int32_t r = t8 < 128 ? 255 + ((b8 - 255) * 256) / (2 * t8 + 1) : (b8 * 256) / (511 - 2 * t8);
+          vivid = r < 0 ? 0 : (r >= 255 ? 32768 : (r << 7) | (r >> 1));
+        }
+        const std::pair<int, int32_t> expected[] = {{GLUE_DODGE, dodge}, {GLUE_BURN, burn}, {GLUE_VIVID_A, vivid}};
+        for (const auto& [mode, value] : expected) {
+          const int32_t got = glue(mode, depth, grey(t), grey(b)).c[0];
+          if (got != value && ++failures <= 5)
+            ADD_FAILURE() << glueModeName(mode) << " at " << depth << " bits, t=" << t << " b=" << b << " gives "
+                          << got << ", not " << value;
+        }
+      }
+  }
 }
 
 TEST(GlueDispatch, UnknownAndNormalModesKeepTheTop) {
