@@ -146,6 +146,10 @@ def failure_case():
 
 shutil.rmtree(SCRATCH, ignore_errors=True)
 os.makedirs(SCRATCH)
+# The filter keeps files of its own (memory dots) in the temporary folder:
+# the runs here keep them in the scratch folder.
+os.environ["TMPDIR"] = os.path.join(SCRATCH, "tmp")
+os.makedirs(os.environ["TMPDIR"])
 export_case("eight", 8, (7, 5, 83, 51), ["--edge-style", "chrome", "--glue", "7"])
 export_case("sixteen", 16, (3, 9, 88, 60), ["--edge-style", "halo"])
 failure_case()
