@@ -62,11 +62,12 @@ template <class D> int32_t pinLight(int32_t t, int32_t b) { return pinMix<D>(b, 
 template <class D> int32_t spinLight(int32_t t, int32_t b) { return pinMix<D>(t, b); }
 
 // Colour burn below the half, colour dodge above, at 8-bit precision.
-// Both halves are worked out (neither divisor is 0 for a top of 0..255) and
-// one kept, so that a row of them runs side by side.
+// One division whose operands are chosen by the half, so that a row of them
+// runs side by side with no branch round the division.
 int32_t vividA8Unlimited(int32_t t, int32_t b) {
-  const int32_t burnt = 255 + quotient((b - 255) * 256, 2 * t + 1), dodged = quotient(b * 256, 511 - 2 * t);
-  return t < 128 ? burnt : dodged;
+  const bool burn = t < 128;
+  const int32_t q = quotient(burn ? (b - 255) * 256 : b * 256, burn ? 2 * t + 1 : 511 - 2 * t);
+  return burn ? 255 + q : q;
 }
 template <class D> int32_t vividA(int32_t t, int32_t b) {
   if constexpr (D::EIGHT_BIT) return limit(vividA8Unlimited(t, b), 0, 255);
