@@ -41,6 +41,7 @@
 #include <utility>
 
 #include "glue/colour_convert.h"
+#include "glue/glue_channel_modes.h"
 #include "glue/fast_angle.h"
 #include "glue/glue_colour_shared.h"
 #include "glue/glue_scale.h"
@@ -1122,6 +1123,17 @@ void rowOfLanes(int32_t* tops, const int32_t* bases, int32_t count, const GlueTa
   for (; i < count; ++i) Pixel(tops + 3 * i, bases + 3 * i, tables);
 }
 
+// The per-channel modes' rows, built at this file's width; null for the
+// other modes.
+template <class D>
+const GlueRowFunction CHANNEL_ROWS[GLUE_MODE_COUNT + 1] = {
+#define ML_LANES_CHANNEL(...) &channelRow<&__VA_ARGS__>,
+#define ML_LANES_WHOLE(...) nullptr,
+    ML_GLUE_MODES(ML_LANES_CHANNEL, ML_LANES_WHOLE)
+#undef ML_LANES_CHANNEL
+#undef ML_LANES_WHOLE
+};
+
 template <class S>
 GlueRowFunction wideRowFunctionOf(int mode) {
   switch (mode) {
@@ -1138,7 +1150,7 @@ GlueRowFunction wideRowFunctionOf(int mode) {
     case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>>, glueTemporal<S>, labPairLanes<S, temporalMixL<S>>>;
     case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>>, glueOccipital<S>, labPairLanes<S, occipitalMixL<S>>>;
     case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>>, glueLimbic<S>, labPairLanes<S, limbicMixL<S>>>;
-    default: return nullptr;
+    default: return mode >= 2 && mode <= GLUE_MODE_COUNT ? CHANNEL_ROWS<S>[mode] : nullptr;
   }
 }
 

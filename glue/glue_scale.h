@@ -20,6 +20,10 @@ struct Scale16 {
   static constexpr int32_t M = 32768, H = 16384, S = 14, T = 15;
 };
 
+// Internal linkage: the files built for wide targets include these too, and
+// no copy compiled for one target may stand in for another file's.
+namespace {
+
 inline int32_t minOf(int32_t a, int32_t b) { return a < b ? a : b; }
 inline int32_t maxOf(int32_t a, int32_t b) { return a > b ? a : b; }
 inline int32_t limit(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : (v > hi ? hi : v); }
@@ -59,6 +63,8 @@ template <class D>
 inline int32_t squareUp(int32_t x) {
   return D::M - (((D::M - x) * (D::M - x)) >> D::T);
 }
+
+}  // namespace
 
 // Colour-space modes (glue_colour_modes.cpp), instantiated for both scales.
 #define ML_GLUE_COLOUR_MODE(name) \
