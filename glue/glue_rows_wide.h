@@ -1074,42 +1074,28 @@ __attribute__((flatten)) void frontalLanes(int32_t* tops, const int32_t* bases, 
   }
 }
 
-// throughLab; the tops' Lab values come from the cache.
-template <class S, LabL (*Mix)(const LabL&, const LabL&)>
+// throughLab; the tops' Lab values come from the cache. G groups of
+// pixels side by side, each step for every group before the next, so that
+// one group's table reads are awaited while the other's are in flight.
+template <class S, LabL (*Mix)(const LabL&, const LabL&), int G>
 void labLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  F value[3];
-  topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value);
-  const LabL labTop{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
   const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
   const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;
   const uint8_t* inverse = tables.labInverse ? tables.labInverse : labTables().inverse;
-  const LabL base{{channelOf(bases, 0), channelOf(bases, 1), channelOf(bases, 2)}};
-  const LabL out = labConvertL<S>(Mix(labConvertL<S>(base, forward, axis), labTop), inverse, axis);
-  storeInterleaved(tops, out.c[0], out.c[1], out.c[2]);
-}
-
-// Two groups side by side, each step for both before the next, so that one
-// group's gathers are waited for while the other's are in flight.
-template <class S, LabL (*Mix)(const LabL&, const LabL&)>
-void labPairLanes(int32_t* tops, const int32_t* bases, const GlueTables& tables) {
-  F value[2][3];
-  topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops, value[0]);
-  topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops + 3 * N, value[1]);
-  const LabAxisPoint* axis = tables.labAxis16 ? tables.labAxis16 : labAxis16();
-  const uint8_t* forward = tables.labForward ? tables.labForward : labTables().forward;
-  const uint8_t* inverse = tables.labInverse ? tables.labInverse : labTables().inverse;
-  LabL top[2], base[2], mixed[2], out[2];
-  for (int g = 0; g < 2; ++g) {
-    top[g] = LabL{{truncated(value[g][0]), truncated(value[g][1]), truncated(value[g][2])}};
-    const int32_t* b = bases + 3 * N * g;
-    base[g] = LabL{{channelOf(b, 0), channelOf(b, 1), channelOf(b, 2)}};
+  LabL top[G], mixed[G];
+  ML_EACH_GROUP {
+    F value[3];
+    topValuesOf<S, 3, 7>(topLabEntry<S>, topTag<S>(LAB), tables, tops + 3 * N * g, value);
+    top[g] = LabL{{truncated(value[0]), truncated(value[1]), truncated(value[2])}};
   }
-  mixed[0] = Mix(labConvertL<S>(base[0], forward, axis), top[0]);
-  mixed[1] = Mix(labConvertL<S>(base[1], forward, axis), top[1]);
-  out[0] = labConvertL<S>(mixed[0], inverse, axis);
-  out[1] = labConvertL<S>(mixed[1], inverse, axis);
-  storeInterleaved(tops, out[0].c[0], out[0].c[1], out[0].c[2]);
-  storeInterleaved(tops + 3 * N, out[1].c[0], out[1].c[1], out[1].c[2]);
+  ML_EACH_GROUP {
+    const int32_t* b = bases + 3 * N * g;
+    mixed[g] = Mix(labConvertL<S>(LabL{{channelOf(b, 0), channelOf(b, 1), channelOf(b, 2)}}, forward, axis), top[g]);
+  }
+  ML_EACH_GROUP {
+    const LabL out = labConvertL<S>(mixed[g], inverse, axis);
+    storeInterleaved(tops + 3 * N * g, out.c[0], out.c[1], out.c[2]);
+  }
 }
 
 using LanesFunction = void (*)(int32_t* tops, const int32_t* bases, const GlueTables& tables);
@@ -1146,10 +1132,10 @@ GlueRowFunction wideRowFunctionOf(int mode) {
     case GLUE_SINISTER: return rowOfLanes<sinisterLanes<S>, glueSinister<S>>;
     case GLUE_ANTERIOR: return rowOfLanes<anteriorLanes<S, 1>, glueAnterior<S>, anteriorLanes<S, 2>>;
     case GLUE_POSTERIOR: return rowOfLanes<posteriorLanes<S, 1>, gluePosterior<S>, posteriorLanes<S, 2>>;
-    case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>>, glueParietal<S>, labPairLanes<S, parietalMixL<S>>>;
-    case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>>, glueTemporal<S>, labPairLanes<S, temporalMixL<S>>>;
-    case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>>, glueOccipital<S>, labPairLanes<S, occipitalMixL<S>>>;
-    case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>>, glueLimbic<S>, labPairLanes<S, limbicMixL<S>>>;
+    case GLUE_PARIETAL: return rowOfLanes<labLanes<S, parietalMixL<S>, 1>, glueParietal<S>, labLanes<S, parietalMixL<S>, 2>>;
+    case GLUE_TEMPORAL: return rowOfLanes<labLanes<S, temporalMixL<S>, 1>, glueTemporal<S>, labLanes<S, temporalMixL<S>, 2>>;
+    case GLUE_OCCIPITAL: return rowOfLanes<labLanes<S, occipitalMixL<S>, 1>, glueOccipital<S>, labLanes<S, occipitalMixL<S>, 2>>;
+    case GLUE_LIMBIC: return rowOfLanes<labLanes<S, limbicMixL<S>, 1>, glueLimbic<S>, labLanes<S, limbicMixL<S>, 2>>;
     default: return mode >= 2 && mode <= GLUE_MODE_COUNT ? CHANNEL_ROWS<S>[mode] : nullptr;
   }
 }
